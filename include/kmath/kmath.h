@@ -1,0 +1,17 @@
+/**
+ * @file
+ * All of kmath.
+ */
+#ifndef KMATH_KMATH_H
+#define KMATH_KMATH_H
+
+#include <kmath/eigen.h>
+#include <kmath/matrix3.h>
+#include <kmath/matrix4.h>
+#include <kmath/nmmatrix.h>
+#include <kmath/platform.h>
+#include <kmath/solvers.h>
+#include <kmath/status.h>
+#include <kmath/vectors.h>
+
+#endif

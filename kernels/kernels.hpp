@@ -1,0 +1,64 @@
+// The table of hot loops, filled once per instruction set, and the views they work on.
+//
+// Every entry gives the bits of its textbook loop on every set: a lane owns a result, and no sum is
+// ever split over lanes.
+#pragma once
+
+#include <cstdint>
+
+namespace kmath
+{
+
+// Both views are plain aggregates: a constructor would be an inline function, and the linker might
+// keep the copy made for an instruction set that the machine does not have.
+
+/// A rectangle of doubles seen through its row table.
+struct Block {
+    double *const *table; ///< row starts, before the column offset
+    int rows;
+    int cols;
+    int column = 0; ///< offset of the first column in each row
+};
+
+/// The same for reading.
+struct ConstBlock {
+    const double *const *table;
+    int rows;
+    int cols;
+    int column = 0;
+};
+
+struct Kernels {
+    const char *name; ///< instruction set
+    int lanes;        ///< doubles in its widest vector
+
+    void (*product)(Block C, ConstBlock A, ConstBlock B);  ///< C = A·B
+    void (*Tproduct)(Block C, ConstBlock A, ConstBlock B); ///< C = Aᵀ·B
+    void (*productT)(Block C, ConstBlock A, ConstBlock B); ///< C = A·Bᵀ
+
+    void (*scale)(double *x, std::int64_t n, double factor);                      ///< x *= factor
+    void (*addScalar)(double *x, std::int64_t n, double value);                   ///< x += value
+    void (*add)(double *x, const double *y, std::int64_t n);                      ///< x += y
+    void (*subtract)(double *x, const double *y, std::int64_t n);                 ///< x −= y
+    void (*addScaled)(double *x, const double *y, std::int64_t n, double a);      ///< x += a·y
+    void (*subtractScaled)(double *x, const double *y, std::int64_t n, double a); ///< x −= a·y
+
+    /// x = c·x + s·y and y = c·y − s·x, both from the old values
+    void (*rotate)(double *x, double *y, std::int64_t n, double c, double s);
+    /// A(i, j) −= u(i)·v(j), where u is a column of a block
+    void (*rankOneSubtract)(Block A, ConstBlock u, const double *v);
+};
+
+extern const Kernels kernelsBaseline;
+#if defined(__x86_64__)
+extern const Kernels kernelsAvx2;
+extern const Kernels kernelsAvx512;
+#endif
+
+/// The table for the widest instruction set that this processor runs.
+const Kernels &kernels();
+
+/// Calls visit(table) for every table that this processor runs, widest first.
+void forEachRunnable(void (*visit)(const Kernels &table, void *context), void *context);
+
+} // namespace kmath

@@ -1,0 +1,35 @@
+// The widest vector of doubles of the instruction set that this object is compiled for.
+//
+// Everything here lives in the unnamed namespace: an inline function that the linker could share
+// between objects might be the copy made for a set that the machine at hand does not have.
+#pragma once
+
+namespace
+{
+
+#if defined(__AVX512F__)
+constexpr int laneCount = 8;
+#elif defined(__AVX2__)
+constexpr int laneCount = 4;
+#else
+constexpr int laneCount = 2;
+#endif
+
+typedef double Lanes __attribute__((vector_size(laneCount * sizeof(double))));
+
+/// Doubles in a V, which is Lanes or double.
+template <class V> constexpr int width = static_cast<int>(sizeof(V) / sizeof(double));
+
+template <class V> inline V load(const double *from)
+{
+    V value;
+    __builtin_memcpy(&value, from, sizeof value);
+    return value;
+}
+
+template <class V> inline void store(double *to, V value)
+{
+    __builtin_memcpy(to, &value, sizeof value);
+}
+
+} // namespace

@@ -1,0 +1,188 @@
+#include "support/services.hpp"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+#include <thread>
+
+namespace
+{
+
+std::mutex hookMutex;
+bool recording = false;
+thread_local bool throwing = false;
+std::vector<std::int32_t> recorded;
+
+std::atomic<std::int64_t> live{0};
+std::atomic<std::int64_t> taken{0};
+std::atomic<std::int64_t> untilFailure{-1};
+std::atomic<bool> failed{false};
+
+std::atomic<std::int32_t> threadCount{0};
+
+bool refuse(std::size_t bytes)
+{
+    if (bytes > PTRDIFF_MAX)
+        return true;
+    if (untilFailure.load() < 0 || untilFailure.fetch_sub(1) != 0)
+        return false;
+    failed = true;
+    return true;
+}
+
+kmath_status take(void **block, std::size_t bytes, bool clear)
+{
+    *block = nullptr;
+    if (bytes == 0)
+        return KMATH_OK;
+    if (refuse(bytes))
+        return KMATH_ERR_NO_MEMORY;
+    *block = clear ? std::calloc(bytes, 1) : std::malloc(bytes);
+    if (!*block)
+        return KMATH_ERR_NO_MEMORY;
+    if (!clear) // fresh memory that is read before it is written shows up as NaN
+        std::memset(*block, 0xFF, std::min<std::size_t>(bytes, 1 << 20));
+    ++live;
+    ++taken;
+    return KMATH_OK;
+}
+
+} // namespace
+
+void kstd_assert_(std::int32_t line)
+{
+    if (throwing)
+        throw support::Asserted{line};
+    const std::lock_guard lock(hookMutex);
+    if (recording)
+        recorded.push_back(line);
+}
+
+kmath_status ksys_memory_alloc_internal(void **block, std::size_t bytes)
+{
+    return take(block, bytes, false);
+}
+
+kmath_status ksys_memory_allocClear_internal(void **block, std::size_t bytes)
+{
+    return take(block, bytes, true);
+}
+
+kmath_status ksys_memory_realloc_internal(void **block, std::size_t bytes)
+{
+    if (bytes == 0)
+        return ksys_memory_free_internal(block);
+    if (refuse(bytes))
+        return KMATH_ERR_NO_MEMORY;
+    void *memory = std::realloc(*block, bytes);
+    if (!memory)
+        return KMATH_ERR_NO_MEMORY;
+    if (!*block)
+        ++live;
+    ++taken;
+    *block = memory;
+    return KMATH_OK;
+}
+
+kmath_status ksys_memory_free_internal(void **block)
+{
+    if (*block)
+        --live;
+    std::free(*block);
+    *block = nullptr;
+    return KMATH_OK;
+}
+
+kmath_status ksys_jobGetCurrentThreadState(std::int32_t *threads, const ksys_jobThreadGroup *)
+{
+    *threads = threadCount != 0
+                   ? threadCount.load()
+                   : static_cast<std::int32_t>(std::max(1u, std::thread::hardware_concurrency()));
+    return KMATH_OK;
+}
+
+namespace support
+{
+
+AssertionRecorder::AssertionRecorder()
+{
+    const std::lock_guard lock(hookMutex);
+    recorded.clear();
+    recording = true;
+}
+
+AssertionRecorder::~AssertionRecorder()
+{
+    const std::lock_guard lock(hookMutex);
+    recording = false;
+}
+
+std::vector<std::int32_t> AssertionRecorder::lines() const
+{
+    const std::lock_guard lock(hookMutex);
+    return recorded;
+}
+
+std::int32_t assertedLine(const std::function<void()> &body)
+{
+    throwing = true;
+    std::int32_t line = 0;
+    try {
+        body();
+    } catch (const Asserted &asserted) {
+        line = asserted.line;
+    }
+    throwing = false;
+    return line;
+}
+
+std::int64_t liveBlocks() { return live; }
+
+std::int64_t allocationCount() { return taken; }
+
+void failAllocation(std::int64_t number)
+{
+    failed = false;
+    untilFailure = number;
+}
+
+bool allocationHasFailed() { return failed; }
+
+void sweepAllocationFailures(const std::function<void(bool)> &judge,
+                             const std::function<void()> &body)
+{
+    constexpr std::int64_t most = 100000;
+    for (std::int64_t number = 0; number < most; ++number) {
+        SCOPED_TRACE(testing::Message() << "allocation " << number << " fails");
+        const std::int64_t before = liveBlocks();
+        failAllocation(number);
+        body();
+        const bool hasFailed = allocationHasFailed();
+        failAllocation(-1);
+        judge(hasFailed);
+        EXPECT_EQ(liveBlocks(), before) << "leaked";
+        if (!hasFailed)
+            return;
+        if (testing::Test::HasFailure())
+            return;
+    }
+    ADD_FAILURE() << "still allocating after " << most << " failures";
+}
+
+void sweepAllocationFailures(const std::function<kmath_status()> &body)
+{
+    kmath_status status = KMATH_OK;
+    sweepAllocationFailures(
+        [&](bool hasFailed) { EXPECT_EQ(status, hasFailed ? KMATH_ERR_NO_MEMORY : KMATH_OK); },
+        [&] { status = body(); });
+}
+
+ThreadCount::ThreadCount(std::int32_t threads) { threadCount = threads; }
+
+ThreadCount::~ThreadCount() { threadCount = 0; }
+
+} // namespace support
