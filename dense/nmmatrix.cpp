@@ -73,12 +73,6 @@ kmath_status goToHeap(kmath_nmmatrix &matrix)
 
 bool isNegative(int32_t rows, int32_t cols) { return rows < 0 || cols < 0; }
 
-// True for a shape whose allocation failed: nothing is there to be kept.
-bool hasLostStorage(const kmath_nmmatrix &matrix)
-{
-    return !matrix.rows && elementCount(matrix.nRows, matrix.nCols) > 0;
-}
-
 template <class Element>
 kmath_status constructFrom(kmath_nmmatrix *matrix, int32_t rows, int32_t cols, Element element)
 {
@@ -190,8 +184,9 @@ kmath_status kmath_nmmatrix_resize_noClear(kmath_nmmatrix *matrix, int32_t rows,
 kmath_status kmath_nmmatrix_assign(kmath_nmmatrix *destination, const kmath_nmmatrix *source)
 {
     KMATH_ASSERT_LINE(329, destination && source);
-    if (!haveSameShape(*destination, *source))
-        RETURN_IF_FAILED(kmath_nmmatrix_resize(destination, source->nRows, source->nCols));
+    if (hasLostStorage(*source))
+        return KMATH_ERR_NO_MEMORY;
+    RETURN_IF_FAILED(kmath_nmmatrix_resize(destination, source->nRows, source->nCols));
 
     const Block to = block(*destination);
     const ConstBlock from = block(*source);
@@ -206,10 +201,11 @@ kmath_status kmath_nmmatrix_transpose(const kmath_nmmatrix *source, kmath_nmmatr
     KMATH_ASSERT_LINE(359, source && destination);
     if (source == destination)
         return KMATH_ERR_ALIASED;
-    if (destination->nRows != source->nCols || destination->nCols != source->nRows)
-        RETURN_IF_FAILED(kmath_nmmatrix_resize(destination, source->nCols, source->nRows));
+    if (hasLostStorage(*source))
+        return KMATH_ERR_NO_MEMORY;
+    RETURN_IF_FAILED(kmath_nmmatrix_resize(destination, source->nCols, source->nRows));
 
-    // Walks the shorter side in the outer loop's stride, so that one of the two runs is contiguous.
+    // The inner loop takes the longer run: a row of the source if it is tall, else of the result.
     const Block to = block(*destination);
     const ConstBlock from = block(*source);
     if (from.rows > from.cols) {
@@ -229,7 +225,7 @@ kmath_status kmath_nmmatrix_compareEqual(const kmath_nmmatrix *a, const kmath_nm
 {
     KMATH_ASSERT(a && b && equal);
     *equal = 0;
-    if (!haveSameShape(*a, *b))
+    if (!haveSameShape(*a, *b) || flatCount(*a) != flatCount(*b))
         return KMATH_OK;
 
     const double *x = flat(*a);

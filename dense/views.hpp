@@ -1,7 +1,8 @@
 // How the dense operations see a matrix: through its row table, or as one flat run of its storage.
 //
-// A matrix whose allocation failed has a shape but no storage; both views of it are empty, so that
-// using it touches nothing.
+// A matrix whose allocation failed has a shape but no storage. Both views of it are empty, so that
+// an operation in place touches nothing; an operation that would read it into another object asks
+// hasLostStorage and reports the lack of memory again.
 #pragma once
 
 #include <kmath/nmmatrix.h>
@@ -25,6 +26,12 @@ inline ConstBlock block(const kmath_nmmatrix &matrix)
 
 /// Elements that the shape asks for, formed in 64 bits.
 inline std::int64_t elementCount(std::int64_t rows, std::int64_t cols) { return rows * cols; }
+
+/// True for a matrix whose allocation failed: it has a shape, but nothing to be kept or read.
+inline bool hasLostStorage(const kmath_nmmatrix &matrix)
+{
+    return !matrix.rows && elementCount(matrix.nRows, matrix.nCols) > 0;
+}
 
 /// Length of the flat run of nRows × nCols doubles from the first stored element.
 inline std::int64_t flatCount(const kmath_nmmatrix &matrix)

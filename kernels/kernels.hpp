@@ -35,6 +35,8 @@ struct Kernels {
     void (*product)(Block C, ConstBlock A, ConstBlock B);  ///< C = A·B
     void (*Tproduct)(Block C, ConstBlock A, ConstBlock B); ///< C = Aᵀ·B
     void (*productT)(Block C, ConstBlock A, ConstBlock B); ///< C = A·Bᵀ
+    void (*square)(Block R, ConstBlock A);                 ///< R = AᵀA
+    void (*Tsquare)(Block R, ConstBlock A);                ///< R = A·Aᵀ
 
     void (*scale)(double *x, std::int64_t n, double factor);                      ///< x *= factor
     void (*addScalar)(double *x, std::int64_t n, double value);                   ///< x += value

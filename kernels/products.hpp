@@ -62,4 +62,33 @@ void productT(Block C, ConstBlock A, ConstBlock B)
         }
 }
 
+// The lower triangle takes the bits of the upper one.
+void mirror(Block R)
+{
+    for (int i = 0; i < R.rows; ++i)
+        for (int j = 0; j < i; ++j)
+            row(R, i)[j] = row(R, j)[i];
+}
+
+// R = AᵀA: each row from its diagonal rightwards.
+void square(Block R, ConstBlock A)
+{
+    for (int i = 0; i < R.rows; ++i)
+        TproductColumns<double>(R, A, A, i, TproductColumns<Lanes>(R, A, A, i, i));
+    mirror(R);
+}
+
+// R = A·Aᵀ, likewise.
+void Tsquare(Block R, ConstBlock A)
+{
+    for (int i = 0; i < R.rows; ++i)
+        for (int j = i; j < R.cols; ++j) {
+            double sum = 0.0;
+            for (int k = 0; k < A.cols; ++k)
+                sum += row(A, i)[k] * row(A, j)[k];
+            row(R, i)[j] = sum;
+        }
+    mirror(R);
+}
+
 } // namespace
