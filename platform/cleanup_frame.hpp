@@ -20,6 +20,7 @@ inline kmath_status construct(kmath_nmmatrix &matrix) { return kmath_nmmatrix_co
 inline kmath_status destruct(kmath_nmmatrix &matrix) { return kmath_nmmatrix_destruct(&matrix); }
 inline kmath_status construct(kmath_nvector &vector) { return kmath_nvector_construct(&vector); }
 inline kmath_status destruct(kmath_nvector &vector) { return kmath_nvector_destruct(&vector); }
+inline kmath_status destruct(kstd_vector_ &vector) { return kstd_vector__destruct(&vector); }
 inline kmath_status construct(kstd_vectord &vector) { return kstd_vectord_construct(&vector); }
 inline kmath_status destruct(kstd_vectord &vector) { return kstd_vectord_destruct(&vector); }
 inline kmath_status construct(kstd_vectorb &vector) { return kstd_vectorb_construct(&vector); }

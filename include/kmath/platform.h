@@ -132,6 +132,87 @@ typedef struct kstd_vector_ {
     const kstd_vectorMtable *mtable; /**< memory operations; null for the memory service */
 } kstd_vector_;
 
+/** Tells whether two elements are equal: 1 or 0. */
+typedef kmath_status (*kstd_vectorElementTest)(const void *a, const void *b, uint32_t *equal);
+
+KMATH_API kmath_status kstd_vector__construct(kstd_vector_ *vector, size_t elementSize,
+                                              const kstd_vectorEtable *etable, size_t n);
+KMATH_API kmath_status kstd_vector__constructWithMtable(kstd_vector_ *vector, size_t elementSize,
+                                                        const kstd_vectorEtable *etable, size_t n,
+                                                        const kstd_vectorMtable *mtable);
+KMATH_API kmath_status kstd_vector__constructEmpty(kstd_vector_ *vector, size_t elementSize,
+                                                   const kstd_vectorEtable *etable);
+KMATH_API kmath_status kstd_vector__constructEmptyWithMtable(kstd_vector_ *vector,
+                                                             size_t elementSize,
+                                                             const kstd_vectorEtable *etable,
+                                                             const kstd_vectorMtable *mtable);
+KMATH_API kmath_status kstd_vector__constructUninit(kstd_vector_ *vector, size_t elementSize,
+                                                    const kstd_vectorEtable *etable, size_t n);
+KMATH_API kmath_status kstd_vector__constructFill(kstd_vector_ *vector, size_t elementSize,
+                                                  const kstd_vectorEtable *etable, size_t n,
+                                                  const void *fill);
+KMATH_API kmath_status kstd_vector__constructFromBlock(kstd_vector_ *vector, size_t elementSize,
+                                                       const kstd_vectorEtable *etable,
+                                                       const void *elements, size_t n);
+KMATH_API kmath_status kstd_vector__constructCopy(kstd_vector_ *vector, const kstd_vector_ *source);
+KMATH_API kmath_status kstd_vector__destruct(kstd_vector_ *vector);
+KMATH_API kmath_status kstd_vector__new(kstd_vector_ **handle, size_t elementSize,
+                                        const kstd_vectorEtable *etable);
+KMATH_API kmath_status kstd_vector__newClone(kstd_vector_ **handle, const kstd_vector_ *source);
+KMATH_API kmath_status kstd_vector__delete(kstd_vector_ **handle);
+
+KMATH_API kmath_status kstd_vector__assign(kstd_vector_ *vector, const kstd_vector_ *source);
+KMATH_API kmath_status kstd_vector__assignElements(kstd_vector_ *vector, const void *elements,
+                                                   size_t n);
+KMATH_API kmath_status kstd_vector__append(kstd_vector_ *vector, const kstd_vector_ *source);
+KMATH_API kmath_status kstd_vector__swap(kstd_vector_ *a, kstd_vector_ *b);
+KMATH_API kmath_status kstd_vector__clear(kstd_vector_ *vector);
+KMATH_API kmath_status kstd_vector__clearAndFreeMemory(kstd_vector_ *vector);
+KMATH_API kmath_status kstd_vector__reserve(kstd_vector_ *vector, size_t capacity);
+KMATH_API kmath_status kstd_vector__resize(kstd_vector_ *vector, size_t n);
+KMATH_API kmath_status kstd_vector__resizeFill(kstd_vector_ *vector, size_t n, const void *fill);
+KMATH_API kmath_status kstd_vector__resizeUninit(kstd_vector_ *vector, size_t n);
+KMATH_API kmath_status kstd_vector__pushBack(kstd_vector_ *vector, const void *element);
+KMATH_API kmath_status kstd_vector__popBack(kstd_vector_ *vector);
+KMATH_API kmath_status kstd_vector__insert(kstd_vector_ *vector, size_t position,
+                                           const void *elements, size_t n);
+KMATH_API kmath_status kstd_vector__insertElement(kstd_vector_ *vector, size_t position,
+                                                  const void *element);
+KMATH_API kmath_status kstd_vector__erase(kstd_vector_ *vector, size_t position, size_t n);
+KMATH_API kmath_status kstd_vector__eraseElement(kstd_vector_ *vector, size_t position);
+
+KMATH_API kmath_status kstd_vector__getBegin(kstd_vector_ *vector, void **begin);
+KMATH_API kmath_status kstd_vector__getBeginConst(const kstd_vector_ *vector, const void **begin);
+KMATH_API kmath_status kstd_vector__getBeginEnd(kstd_vector_ *vector, void **begin, void **end);
+KMATH_API kmath_status kstd_vector__getBeginEndConst(const kstd_vector_ *vector, const void **begin,
+                                                     const void **end);
+KMATH_API kmath_status kstd_vector__getBeginSize(kstd_vector_ *vector, void **begin, size_t *size);
+KMATH_API kmath_status kstd_vector__getBeginSizeConst(const kstd_vector_ *vector,
+                                                      const void **begin, size_t *size);
+KMATH_API kmath_status kstd_vector__getBeginSize32(kstd_vector_ *vector, void **begin,
+                                                   int32_t *size);
+KMATH_API kmath_status kstd_vector__getBeginSize32Const(const kstd_vector_ *vector,
+                                                        const void **begin, int32_t *size);
+KMATH_API kmath_status kstd_vector__getBeginSizeIntPtr(kstd_vector_ *vector, void **begin,
+                                                       intptr_t *size);
+KMATH_API kmath_status kstd_vector__getBeginSizeIntPtrConst(const kstd_vector_ *vector,
+                                                            const void **begin, intptr_t *size);
+KMATH_API kmath_status kstd_vector__getElement(kstd_vector_ *vector, size_t index, void **element);
+KMATH_API kmath_status kstd_vector__getElementConst(const kstd_vector_ *vector, size_t index,
+                                                    const void **element);
+KMATH_API kmath_status kstd_vector__getNextElement(kstd_vector_ *vector, void **element);
+KMATH_API kmath_status kstd_vector__getNextElementConst(const kstd_vector_ *vector,
+                                                        const void **element);
+KMATH_API kmath_status kstd_vector__getSize(const kstd_vector_ *vector, int32_t *size);
+KMATH_API kmath_status kstd_vector__getSize32(const kstd_vector_ *vector, int32_t *size);
+KMATH_API kmath_status kstd_vector__getSizeIntPtr(const kstd_vector_ *vector, intptr_t *size);
+KMATH_API kmath_status kstd_vector__getCapacity(const kstd_vector_ *vector, size_t *capacity);
+KMATH_API kmath_status kstd_vector__getElementSize(const kstd_vector_ *vector, size_t *elementSize);
+KMATH_API kmath_status kstd_vector__compareEqual(const kstd_vector_ *a, const kstd_vector_ *b,
+                                                 kstd_vectorElementTest test, uint32_t *equal);
+
+/* Vectors of doubles and of flags. */
+
 /** A growable run of doubles. */
 typedef struct kstd_vectord {
     kstd_vector_ vector; /**< the elements */
