@@ -36,4 +36,8 @@ inline support::Matrix productT(const support::Matrix &A, const support::Matrix 
     });
 }
 
+inline support::Matrix square(const support::Matrix &A) { return Tproduct(A, A); }
+
+inline support::Matrix Tsquare(const support::Matrix &A) { return productT(A, A); }
+
 } // namespace oracle

@@ -1,5 +1,7 @@
 #include "support/matrices.hpp"
 
+#include "support/services.hpp"
+
 #include <bit>
 #include <cmath>
 #include <limits>
@@ -90,6 +92,16 @@ Matrix randomSymmetric(std::int32_t n, std::uint64_t seed)
     const Matrix half = randomMatrix(n, n, seed);
     return build(n, n,
                  [&](std::int32_t i, std::int32_t j) { return i <= j ? half(i, j) : half(j, i); });
+}
+
+void loseStorage(Matrix &matrix, std::int32_t rows, std::int32_t cols)
+{
+    kmath_nmmatrix_destruct(&matrix);
+    failAllocation(0);
+    const kmath_status status = kmath_nmmatrix_resize(&matrix, rows, cols);
+    failAllocation(-1);
+    if (status != KMATH_ERR_NO_MEMORY)
+        throw std::runtime_error("the test's matrix did not ask for memory");
 }
 
 bool sameBits(double a, double b)

@@ -55,6 +55,10 @@ Matrix randomMatrix(std::int32_t rows, std::int32_t cols, std::mt19937_64 &gener
 Matrix randomMatrix(std::int32_t rows, std::int32_t cols, std::uint64_t seed = 1);
 Matrix randomSymmetric(std::int32_t n, std::uint64_t seed = 1);
 
+/// Leaves the matrix as a refused allocation does: rows × cols, more than fit inline, and no
+/// storage.
+void loseStorage(Matrix &matrix, std::int32_t rows, std::int32_t cols);
+
 /// Equal shape and equal bits in every element; any NaN equals any NaN.
 bool sameBits(const Matrix &a, const Matrix &b);
 bool sameBits(double a, double b);

@@ -21,11 +21,13 @@ std::atomic<std::int64_t> live{0};
 std::atomic<std::int64_t> taken{0};
 std::atomic<std::int64_t> untilFailure{-1};
 std::atomic<bool> failed{false};
+std::atomic<std::size_t> requested{0};
 
 std::atomic<std::int32_t> threadCount{0};
 
 bool refuse(std::size_t bytes)
 {
+    requested = bytes;
     if (bytes > PTRDIFF_MAX)
         return true;
     if (untilFailure.load() < 0 || untilFailure.fetch_sub(1) != 0)
@@ -143,6 +145,8 @@ std::int32_t assertedLine(const std::function<void()> &body)
 std::int64_t liveBlocks() { return live; }
 
 std::int64_t allocationCount() { return taken; }
+
+std::size_t lastRequest() { return requested; }
 
 void failAllocation(std::int64_t number)
 {

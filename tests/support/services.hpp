@@ -48,6 +48,9 @@ template <class Body> std::int64_t allocationsOf(Body &&body)
     return allocationCount() - before;
 }
 
+/// Bytes that were last asked for, granted or not.
+std::size_t lastRequest();
+
 /// Fails the allocation with the given number from now on, counted from 0; −1 for none.
 void failAllocation(std::int64_t number);
 
