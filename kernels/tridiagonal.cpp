@@ -6,11 +6,12 @@
 #include "kernels/tridiagonal.hpp"
 
 #include <cmath>
+#include <limits>
 
 namespace
 {
 
-constexpr int maxIterations = 30;
+constexpr int maxSweeps = 30; // for one eigenvalue
 
 double withSignOf(double magnitude, double x) { return x >= 0.0 ? magnitude : -magnitude; }
 
@@ -121,15 +122,28 @@ void setToUnit(double *const *A, int i)
     A[i][i] = 1.0;
 }
 
-// The first index from l on whose coupling to the next one is negligible.
-int endOfBlock(const double *d, const double *e, int n, int l)
+// The first index from l on whose coupling to the next one is negligible beside its neighbours, or
+// is below the floor.
+int endOfBlock(const double *d, const double *e, int n, int l, double floor)
 {
     for (int m = l; m < n - 1; ++m) {
         const double dd = std::fabs(d[m]) + std::fabs(d[m + 1]);
-        if (std::fabs(e[m]) + dd == dd)
+        if (std::fabs(e[m]) + dd == dd || std::fabs(e[m]) < floor)
             return m;
     }
     return n - 1;
+}
+
+// Rounding unit times the largest element; infinite when there is one that is not finite.
+double roundingFloor(const double *d, const double *e, int n)
+{
+    double largest = 0.0;
+    for (int i = 0; i < n; ++i) {
+        if (!std::isfinite(d[i]) || !std::isfinite(e[i]))
+            return HUGE_VAL;
+        largest = std::fmax(largest, std::fmax(std::fabs(d[i]), std::fabs(e[i])));
+    }
+    return std::numeric_limits<double>::epsilon() * largest;
 }
 
 void rotateRows(double *x, double *y, int n, double c, double s)
@@ -176,6 +190,25 @@ void sweep(double *d, double *e, int n, double *const *Z, int l, int m)
     e[m] = 0.0;
 }
 
+// Sweeps until element l is uncoupled.
+//
+// Eigenvalues that are all rounding noise, as a singular matrix has them, may approach each other
+// too slowly to become negligible beside their own kind. After the usual number of sweeps they need
+// only be negligible beside the whole matrix, and as many sweeps again are allowed.
+bool findEigenvalue(double *d, double *e, int n, double *const *Z, int l)
+{
+    for (int sweeps = 0; sweeps <= 2 * maxSweeps; ++sweeps) {
+        const double floor = sweeps > maxSweeps ? roundingFloor(d, e, n) : 0.0;
+        if (std::isinf(floor))
+            return false;
+        const int m = endOfBlock(d, e, n, l, floor);
+        if (m == l)
+            return true;
+        sweep(d, e, n, Z, l, m);
+    }
+    return false;
+}
+
 } // namespace
 
 void kmath::tridiagonalise(double *const *A, int n, double *d, double *e, bool accumulate)
@@ -216,13 +249,8 @@ bool kmath::implicitQL(double *d, double *e, int n, double *const *Z)
     if (n > 0)
         e[n - 1] = 0.0;
 
-    for (int l = 0; l < n; ++l) {
-        int iterations = 0;
-        for (int m = endOfBlock(d, e, n, l); m != l; m = endOfBlock(d, e, n, l)) {
-            if (iterations++ == maxIterations)
-                return false;
-            sweep(d, e, n, Z, l, m);
-        }
-    }
+    for (int l = 0; l < n; ++l)
+        if (!findEigenvalue(d, e, n, Z, l))
+            return false;
     return true;
 }

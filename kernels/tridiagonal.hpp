@@ -17,7 +17,9 @@ void tridiagonalise(double *const *A, int n, double *d, double *e, bool accumula
 /// d receives them in the order in which the iteration finds them; e is overwritten. Z, unless
 /// null, is n × n and is multiplied from the left by the rotations: row i of Qᵀ becomes the unit
 /// eigenvector of d[i]. d has the same bits either way.
-/// False when an eigenvalue has not converged after 30 iterations; d and Z are then of no use.
+/// An element beside the diagonal counts as zero when it is lost in the sum of its two neighbours
+/// on the diagonal; for an eigenvalue that 30 sweeps do not find, when it is lost in the largest
+/// one. False when 30 more do not find it either, as with a NaN; d and Z are then of no use.
 bool implicitQL(double *d, double *e, int n, double *const *Z);
 
 } // namespace kmath
