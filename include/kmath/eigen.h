@@ -1,6 +1,15 @@
 /**
  * @file
  * Eigenvalues of small and dense matrices by direct methods.
+ *
+ * Matrices are row-major, row and column indices count from 0. The caller owns
+ * every record; outputs are constructed by the caller and resized here, and
+ * hold no valid result after a failure. Eigenvalues come unsorted unless a
+ * function says otherwise, and eigenvectors of dense matrices are columns of
+ * unit length. The functions take the matrix as it is: symmetry is the caller's
+ * promise and is not tested. Outputs must be distinct objects; an output may be
+ * the input only where that is said. A null record is an assertion, never a
+ * status.
  */
 #ifndef KMATH_EIGEN_H
 #define KMATH_EIGEN_H
@@ -15,8 +24,48 @@
 extern "C" {
 #endif
 
+/**
+ * A·Z = Z·Λ: eigenvalues and eigenvectors of a symmetric matrix.
+ *
+ * Householder reduction to tridiagonal form, then the implicit QL iteration. A
+ * diagonal matrix gives its elements in their order with unit vectors. Up to
+ * n = 6 only the outputs take memory, and none when they have their sizes.
+ *
+ * For an eigenvalue that 30 iterations do not find, elements beside the diagonal
+ * of the tridiagonal form count as zero from ε times its largest element
+ * downwards, and 30 more are spent; this settles clusters of eigenvalues at the
+ * level of rounding. Elements of A between 1e-300 and 1e300 in magnitude neither
+ * overflow nor underflow on the way.
+ *
+ * @param[in]  A        n × n, symmetric; only its lower triangle is read
+ * @param[out] values   the n eigenvalues, in the order in which they are found
+ * @param[out] vectors  n × n, column i is the unit eigenvector of values[i]; may be A
+ * @return KMATH_OK, KMATH_ERR_BAD_DIMENSIONS if A is not square, KMATH_ERR_SINGULAR if an
+ *         eigenvalue is not found, as with a NaN, or the status of a failing allocation
+ * @see Wilkinson & Reinsch, Handbook for Automatic Computation II, II/2 and II/4
+ */
 KMATH_API kmath_status kmath_nmmatrix_symEigenvalues(const kmath_nmmatrix *A, kstd_vectord *values,
                                                      kmath_nmmatrix *vectors);
+/**
+ * A·x = λ·x: the complex eigenvalues of a general real matrix.
+ *
+ * Elimination to upper Hessenberg form, then QR with double shifts. The matrix
+ * is first divided by a power of two, so that its magnitude does not matter.
+ * Balancing scales rows and columns by powers of two, A → D⁻¹·A·D, until their
+ * norms are alike; it helps where elements of A differ widely in magnitude.
+ *
+ * For an eigenvalue that 30 iterations do not find, subdiagonal elements below
+ * ε times the magnitude of A count as zero, and 30 more are spent.
+ *
+ * @param[in]  A          n × n, unchanged
+ * @param[in]  balance    not 0: balance before the reduction
+ * @param[out] realParts  the n real parts
+ * @param[out] imagParts  the n imaginary parts; 0 for a real eigenvalue. Of a conjugate pair,
+ *                        which stands side by side, the positive one comes first
+ * @return KMATH_OK, KMATH_ERR_BAD_DIMENSIONS if A is not square, KMATH_ERR_SINGULAR if A is not
+ *         finite or an eigenvalue is not found, or the status of a failing allocation
+ * @see Wilkinson & Reinsch, Handbook for Automatic Computation II, II/11, II/13 and II/14
+ */
 KMATH_API kmath_status kmath_nmmatrix_eigenvalues(const kmath_nmmatrix *A, int32_t balance,
                                                   kstd_vectord *realParts, kstd_vectord *imagParts);
 KMATH_API kmath_status kmath_matrix3_symEigenvalues(const kmath_matrix3 *M, double values[3],
