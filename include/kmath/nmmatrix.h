@@ -82,21 +82,143 @@ KMATH_API kmath_status kmath_nmmatrix_Tmultiply(const kmath_nmmatrix *A, const k
 KMATH_API kmath_status kmath_nmmatrix_multiplyT(const kmath_nmmatrix *A, const kmath_nmmatrix *B,
                                                 kmath_nmmatrix *C);
 
-/* LU factorisation, solving, inverse and determinant. */
+/*
+ * LU factorisation, solving, inverse and determinant.
+ *
+ * A right-hand side b of n elements is a column (n × 1) or a row (1 × n); its solution has the same
+ * shape. A b with more than one row and more than one column lends the first n doubles of its
+ * storage, in row-major order, and must hold as many. Elements of a row or column are taken from
+ * the storage one after the other, too, whatever stride kmath_nmmatrix_resize_noClear has left.
+ *
+ * A pivot is tiny when its magnitude is below 1.0000000000000002e-14. Each function either refuses
+ * the matrix then or puts 1e-12 in the pivot's place and goes on. A row that holds only zeros, or
+ * only zeros and NaNs, is refused by both. Infinite and NaN elements are no failure otherwise; the
+ * result is then not finite.
+ *
+ * A matrix without rows is regular: its determinant is 1, its inverse and its solutions are empty.
+ */
 
+/**
+ * P·A = L·U in place, by Crout's method with scaled partial pivoting.
+ *
+ * The strict lower triangle of a becomes L, whose diagonal is 1, the rest U. Where candidates for a
+ * pivot are equally large relative to their rows, the last one is taken.
+ *
+ * On success the caller owns the array that perm receives and releases it with
+ * ksys_memory_free_internal. On failure there is none: *perm is null after a singular matrix and a
+ * failing allocation, and is left alone by a matrix that is not square.
+ *
+ * @param[in,out] a       n × n; after KMATH_ERR_SINGULAR its columns are factorised as far as the
+ *                        tiny pivot, and of the others only rows are swapped
+ * @param[out]    perm    new array of n row indices from 0: entry j is the row, from j upwards,
+ *                        that changed places with row j at step j
+ * @param[in]     strict  non-zero to refuse a tiny pivot, 0 to replace it
+ * @return KMATH_OK, KMATH_ERR_BAD_DIMENSIONS for an a that is not square, KMATH_ERR_SINGULAR, or
+ * the status of a failing allocation
+ * @see Press et al., Numerical Recipes, §2.3; Golub & Van Loan, Matrix Computations, §3.4
+ */
 KMATH_API kmath_status kmath_nmmatrix_LU(kmath_nmmatrix *a, int32_t **perm, int32_t strict);
+
+/**
+ * x = A⁻¹·b from the factors of A.
+ *
+ * Each ordinary call reports line 440 to the assertion hook once, then carries on. x receives a
+ * copy of b before the shapes are looked at.
+ *
+ * @param[in]  a     n × n, as kmath_nmmatrix_LU left it
+ * @param[in]  b     n × 1 or 1 × n
+ * @param[in]  perm  n row indices, as kmath_nmmatrix_LU made them
+ * @param[out] x     shape of b, resized; may be b, must not be a
+ * @return KMATH_OK, KMATH_ERR_BAD_DIMENSIONS for an a that is not square, a b of another length or
+ * a perm that names a row outside a, or the status of a failing allocation
+ * @see Golub & Van Loan, Matrix Computations, §3.1
+ */
 KMATH_API kmath_status kmath_nmmatrix_LUbksub(const kmath_nmmatrix *a, const kmath_nmmatrix *b,
                                               const int32_t *perm, kmath_nmmatrix *x);
+
+/**
+ * b ← A⁻¹·b from the factors of A; nothing is allocated.
+ *
+ * @param[in]     a     n × n, as kmath_nmmatrix_LU left it
+ * @param[in,out] b     n × 1 or 1 × n; must not be a
+ * @param[in]     perm  n row indices, as kmath_nmmatrix_LU made them
+ * @return KMATH_OK, or KMATH_ERR_BAD_DIMENSIONS for an a that is not square, a b of another length
+ *         or a perm that names a row outside a; b is unchanged then
+ * @see kmath_nmmatrix_LUbksub
+ */
 KMATH_API kmath_status kmath_nmmatrix_LUbksubOW(const kmath_nmmatrix *a, kmath_nmmatrix *b,
                                                 const int32_t *perm);
+
+/**
+ * x = A⁻¹·b for an A that is not too ill-conditioned; tiny pivots are replaced.
+ *
+ * @param[in]  A                n × n
+ * @param[in]  b                n × 1 or 1 × n
+ * @param[out] x                shape of b, resized; may be b or A
+ * @param[in]  conditionMethod  as for kmath_nmmatrix_conditionNumber: 0 for any A, else A is taken
+ *                              as symmetric
+ * @param[out] condition        dimensionless, the condition number of A; written also when it makes
+ *                              the call fail
+ * @param[in]  maxCondition     dimensionless, the largest condition number let through; NaN lets
+ *                              none through. Not looked at when n is 0
+ * @return KMATH_OK, KMATH_ERR_BAD_DIMENSIONS for an A that is not square or a b of another length,
+ *         with x and *condition unchanged, KMATH_ERR_SINGULAR for a condition number that is NaN or
+ *         above maxCondition, with x unchanged, and for a row of zeros, or the status of
+ *         kmath_nmmatrix_conditionNumber or of a failing allocation
+ * @see kmath_nmmatrix_LU, kmath_nmmatrix_pseudoSolve
+ */
 KMATH_API kmath_status kmath_nmmatrix_solve(const kmath_nmmatrix *A, const kmath_nmmatrix *b,
                                             kmath_nmmatrix *x, int32_t conditionMethod,
                                             double *condition, double maxCondition);
+
+/**
+ * x = A⁻¹·b in the caller's work storage, for many small systems in a loop; tiny pivots are
+ * refused.
+ *
+ * Nothing is allocated when x has the shape of b.
+ *
+ * @param[in]  A      n × n
+ * @param[in]  b      n × 1 or 1 × n
+ * @param[out] lu     becomes n × n without being reallocated and receives the factors of A. Its
+ *                    storage must have room for n rows of n elements, as when it was once resized
+ *                    to n × n or more; must not be b or x
+ * @param[out] scale  work, n doubles
+ * @param[out] perm   work, n entries
+ * @param[out] x      shape of b, resized; may be b or A
+ * @return KMATH_OK, KMATH_ERR_BAD_DIMENSIONS for an A that is not square, a b of another length or
+ *         an lu without storage, with all outputs unchanged, KMATH_ERR_SINGULAR for a tiny pivot or
+ *         a row of zeros, with a copy of b in x, or the status of a failing allocation
+ * @see kmath_nmmatrix_solve
+ */
 KMATH_API kmath_status kmath_nmmatrix_solve_fast_and_loose(const kmath_nmmatrix *A,
                                                            const kmath_nmmatrix *b,
                                                            kmath_nmmatrix *lu, double *scale,
                                                            int32_t *perm, kmath_nmmatrix *x);
+
+/**
+ * A⁻¹; tiny pivots are refused.
+ *
+ * @param[in]  A     n × n
+ * @param[out] Ainv  n × n, resized; may be A
+ * @return KMATH_OK, KMATH_ERR_BAD_DIMENSIONS for an A that is not square, KMATH_ERR_SINGULAR for a
+ *         tiny pivot or a row of zeros, or the status of a failing allocation; only a failing
+ *         resize of Ainv itself changes it
+ * @see kmath_nmmatrix_LU, kmath_nmmatrix_pseudoInverse
+ */
 KMATH_API kmath_status kmath_nmmatrix_inverse(const kmath_nmmatrix *A, kmath_nmmatrix *Ainv);
+
+/**
+ * det A, the product of the pivots; tiny ones are replaced by 1e-12.
+ *
+ * A singular A is no failure. A row of zeros gives exactly 0.0, and so does a 1 × 1 matrix of 0.0,
+ * whose determinant is its element whatever that is.
+ *
+ * @param[in]  A    n × n
+ * @param[out] det  the determinant, in the unit of A's elements to the power n
+ * @return KMATH_OK, KMATH_ERR_BAD_DIMENSIONS for an A that is not square, or the status of a
+ * failing allocation; *det is unchanged then
+ * @see kmath_nmmatrix_LU
+ */
 KMATH_API kmath_status kmath_nmmatrix_determinant(const kmath_nmmatrix *A, double *det);
 
 /* Singular values, condition and pseudo-inverse. */
