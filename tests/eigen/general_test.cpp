@@ -48,18 +48,6 @@ struct Solution {
     }
 };
 
-double oneNorm(const Matrix &A)
-{
-    double norm = 0.0;
-    for (std::int32_t j = 0; j < A.cols(); ++j) {
-        double sum = 0.0;
-        for (std::int32_t i = 0; i < A.rows(); ++i)
-            sum += std::fabs(A(i, j));
-        norm = std::max(norm, sum);
-    }
-    return norm;
-}
-
 struct Expected {
     Complex value;
     double condition; // ‖x‖·‖y‖/|yᴴx| of its right and left vector

@@ -41,18 +41,6 @@ struct Solution {
     }
 };
 
-double oneNorm(const Matrix &A)
-{
-    double norm = 0.0;
-    for (std::int32_t j = 0; j < A.cols(); ++j) {
-        double sum = 0.0;
-        for (std::int32_t i = 0; i < A.rows(); ++i)
-            sum += std::fabs(A(i, j));
-        norm = std::max(norm, sum);
-    }
-    return norm;
-}
-
 // ‖A·Z − Z·Λ‖/(‖A‖·n·ε) in the 1-norm; the absolute residual for A = 0.
 double residualRatio(const Matrix &A, const Matrix &Z, const std::vector<double> &values)
 {

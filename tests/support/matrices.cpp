@@ -2,6 +2,7 @@
 
 #include "support/services.hpp"
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <limits>
@@ -134,6 +135,18 @@ double maxDifference(const Matrix &a, const Matrix &b)
                 most = std::isnan(difference) ? infinity : difference;
         }
     return most;
+}
+
+double oneNorm(const Matrix &A)
+{
+    double norm = 0.0;
+    for (std::int32_t j = 0; j < A.cols(); ++j) {
+        double sum = 0.0;
+        for (std::int32_t i = 0; i < A.rows(); ++i)
+            sum += std::fabs(A(i, j));
+        norm = std::max(norm, sum);
+    }
+    return norm;
 }
 
 std::ostream &operator<<(std::ostream &out, const Matrix &matrix)

@@ -66,6 +66,9 @@ bool sameBits(double a, double b);
 /// Largest absolute difference; infinite for different shapes or a NaN.
 double maxDifference(const Matrix &a, const Matrix &b);
 
+/// Largest sum of magnitudes over a column.
+double oneNorm(const Matrix &A);
+
 std::ostream &operator<<(std::ostream &out, const Matrix &matrix);
 
 /// Tables of kernels that this machine runs, widest first.
