@@ -68,6 +68,26 @@ KMATH_API kmath_status kmath_nmmatrix_symEigenvalues(const kmath_nmmatrix *A, ks
  */
 KMATH_API kmath_status kmath_nmmatrix_eigenvalues(const kmath_nmmatrix *A, int32_t balance,
                                                   kstd_vectord *realParts, kstd_vectord *imagParts);
+
+/**
+ * Eigenpairs M·v = λ·v of a symmetric 3×3 matrix, ordered by the magnitude of λ.
+ *
+ * The trigonometric solution of the characteristic cubic, with M first scaled and
+ * shifted to the size of 1. The vectors are orthonormal and the residuals
+ * |M·v − λ·v| within a few rounding errors of ‖M‖, for repeated and nearly repeated
+ * eigenvalues too. A diagonal matrix gives its exact elements and the axis vectors.
+ * Among equal magnitudes any order may come out, but for a diagonal matrix that of
+ * the diagonal.
+ *
+ * @param[in]  M        symmetric; only the diagonal and the elements above it are read
+ * @param[out] values   3 eigenvalues with their signs, |λ| ascending; all NaN for a matrix
+ *                      that is not diagonal and has a NaN or infinite element
+ * @param[out] vectors  3 unit vectors in the same order, of either sense; all (0, 0, 0)
+ *                      where the eigenvalues are NaN for that reason
+ * @return KMATH_OK
+ * @see kmath_nmmatrix_symEigenvalues; Smith, Eigenvalues of a symmetric 3 × 3 matrix,
+ *      CACM 4 (1961); Eberly, A Robust Eigensolver for 3 × 3 Symmetric Matrices (2014)
+ */
 KMATH_API kmath_status kmath_matrix3_symEigenvalues(const kmath_matrix3 *M, double values[3],
                                                     kmath_vect3 vectors[3]);
 
