@@ -1,0 +1,85 @@
+// The records that cross the interface by address: their sizes and the offsets of their fields.
+#include <kmath/matrix3.h>
+#include <kmath/matrix4.h>
+#include <kmath/vectors.h>
+
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <type_traits>
+
+namespace
+{
+
+TEST(RecordLayout, RadianIsOneDouble)
+{
+    EXPECT_EQ(sizeof(radian), 8u);
+    EXPECT_EQ(offsetof(radian, value), 0u);
+}
+
+TEST(RecordLayout, Vect3IsThreeDoubles)
+{
+    EXPECT_EQ(sizeof(kmath_vect3), 24u);
+    EXPECT_EQ(offsetof(kmath_vect3, x), 0u);
+    EXPECT_EQ(offsetof(kmath_vect3, y), 8u);
+    EXPECT_EQ(offsetof(kmath_vect3, z), 16u);
+}
+
+TEST(RecordLayout, Vect3FIsThreeFloats)
+{
+    EXPECT_EQ(sizeof(kmath_vect3F), 12u);
+    EXPECT_EQ(offsetof(kmath_vect3F, x), 0u);
+    EXPECT_EQ(offsetof(kmath_vect3F, y), 4u);
+    EXPECT_EQ(offsetof(kmath_vect3F, z), 8u);
+}
+
+TEST(RecordLayout, Vect4IsFourDoubles)
+{
+    EXPECT_EQ(sizeof(kmath_vect4), 32u);
+    EXPECT_EQ(offsetof(kmath_vect4, x), 0u);
+    EXPECT_EQ(offsetof(kmath_vect4, y), 8u);
+    EXPECT_EQ(offsetof(kmath_vect4, z), 16u);
+    EXPECT_EQ(offsetof(kmath_vect4, w), 24u);
+}
+
+TEST(RecordLayout, Vect6FIsSixFloats)
+{
+    EXPECT_EQ(sizeof(kmath_vect6F), 24u);
+    EXPECT_EQ(offsetof(kmath_vect6F, v), 0u);
+    EXPECT_EQ(sizeof(kmath_vect6F::v[0]), 4u);
+}
+
+TEST(RecordLayout, Matrix3IsNineDoublesByRows)
+{
+    EXPECT_EQ(sizeof(kmath_matrix3), 72u);
+    EXPECT_EQ(offsetof(kmath_matrix3, m00), 0u);
+    EXPECT_EQ(offsetof(kmath_matrix3, m01), 8u);
+    EXPECT_EQ(offsetof(kmath_matrix3, m02), 16u);
+    EXPECT_EQ(offsetof(kmath_matrix3, m10), 24u);
+    EXPECT_EQ(offsetof(kmath_matrix3, m11), 32u);
+    EXPECT_EQ(offsetof(kmath_matrix3, m12), 40u);
+    EXPECT_EQ(offsetof(kmath_matrix3, m20), 48u);
+    EXPECT_EQ(offsetof(kmath_matrix3, m21), 56u);
+    EXPECT_EQ(offsetof(kmath_matrix3, m22), 64u);
+}
+
+TEST(RecordLayout, Matrix6FIsThirtySixFloatsByRows)
+{
+    EXPECT_EQ(sizeof(kmath_matrix6F), 144u);
+    EXPECT_EQ(offsetof(kmath_matrix6F, m), 0u);
+    EXPECT_EQ(offsetof(kmath_matrix6F, m[1][0]), 24u);
+    EXPECT_EQ(offsetof(kmath_matrix6F, m[5][5]), 140u);
+}
+
+TEST(RecordLayout, EveryRecordIsPlain)
+{
+    EXPECT_TRUE(std::is_trivial_v<radian> && std::is_standard_layout_v<radian>);
+    EXPECT_TRUE(std::is_trivial_v<kmath_vect3> && std::is_standard_layout_v<kmath_vect3>);
+    EXPECT_TRUE(std::is_trivial_v<kmath_vect3F> && std::is_standard_layout_v<kmath_vect3F>);
+    EXPECT_TRUE(std::is_trivial_v<kmath_vect4> && std::is_standard_layout_v<kmath_vect4>);
+    EXPECT_TRUE(std::is_trivial_v<kmath_vect6F> && std::is_standard_layout_v<kmath_vect6F>);
+    EXPECT_TRUE(std::is_trivial_v<kmath_matrix3> && std::is_standard_layout_v<kmath_matrix3>);
+    EXPECT_TRUE(std::is_trivial_v<kmath_matrix6F> && std::is_standard_layout_v<kmath_matrix6F>);
+}
+
+} // namespace
