@@ -169,8 +169,9 @@ void decompose(const kmath_matrix3 &M, Eigenpair (&pairs)[3])
         return;
     }
 
-    // M = 2^outer·(mean·I + 2^inner·(rest·I + B)), and every element of B is of the size of 1. The
-    // first mean is only as exact as M is large, so what it leaves is centred once more.
+    // M = 2^outer·(mean·I + 2^inner·(rest·I + B)), and the elements of B are of the size of 1. The
+    // first mean is only as exact as M is large. What it leaves may be no larger than its rounding,
+    // so that is centred once more in its own scale: the cubic holds for a trace of 0 alone.
     kmath_matrix3 B = M;
     const int outer = takeScale(B);
     if (isDiagonal(B)) // beside the diagonal nothing but elements that are lost in any sum with it
