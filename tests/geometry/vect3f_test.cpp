@@ -232,6 +232,20 @@ TEST(Vect3FEpsilonEqual, SquaresTheDistanceInFloats)
     EXPECT_EQ(epsilonEqual({notANumber, 0.0f, 0.0f}, {notANumber, 0.0f, 0.0f}, 1.0), 0u);
 }
 
+TEST(Vect3FEpsilonEqual, SquaresTheToleranceInDouble)
+{
+    int below = 0;
+    for (float eps = 0.1f; eps < 2.0f; eps += 0.0625f) {
+        const double exact = static_cast<double>(eps) * static_cast<double>(eps);
+        const bool roundsDown = static_cast<double>(static_cast<float>(exact)) < exact;
+        below += roundsDown;
+        EXPECT_EQ(epsilonEqual({0.0f, eps, 0.0f}, {0.0f, 0.0f, 0.0f}, static_cast<double>(eps)),
+                  roundsDown ? 1u : 0u)
+            << eps;
+    }
+    EXPECT_GT(below, 5);
+}
+
 TEST(Vect3F, AssertsEveryPointerOfTheCheckedOperations)
 {
     kmath_vect3F r;

@@ -202,6 +202,13 @@ TEST(Vect6FEpsilonEqual, SquaresBothSidesInFloats)
     EXPECT_EQ(epsilonEqual({{1e20f}}, origin, 1e30f), 0u) << "both overflow";
 }
 
+// The squares of about half of these round down, and would lie below an exact square.
+TEST(Vect6FEpsilonEqual, ExcludesItsBoundAsRoundedToAFloat)
+{
+    for (float eps = 0.1f; eps < 2.0f; eps += 0.0625f)
+        EXPECT_EQ(epsilonEqual({{0.0f, eps}}, origin, eps), 0u) << eps;
+}
+
 TEST(Vect6F, AssertsEveryPointerOfTheCheckedOperations)
 {
     kmath_vect6F r;
