@@ -6,8 +6,6 @@
 #include "platform/check.hpp"
 #include "platform/cleanup_frame.hpp"
 
-#include <utility>
-
 using namespace kmath;
 
 namespace
@@ -46,7 +44,7 @@ kmath_status substituteIn(const kmath_nmmatrix &a, const int32_t *perm, kmath_nm
     RETURN_IF_FAILED(checkSystem(a, x));
     if (!namesRows(perm, a.nRows))
         return KMATH_ERR_BAD_DIMENSIONS;
-    substitute(block(a), perm, flat(x));
+    substitute(a.rows, a.nRows, perm, flat(x));
     return KMATH_OK;
 }
 
@@ -55,7 +53,7 @@ enum TinyPivot { Replace, Refuse };
 kmath_status factoriseIn(kmath_nmmatrix &a, int32_t *perm, double &parity, double *scale,
                          TinyPivot tiny)
 {
-    const bool regular = factorise(block(a), perm, parity, scale, tiny == Refuse, kernels());
+    const bool regular = factorise(a.rows, a.nRows, perm, parity, scale, tiny == Refuse, kernels());
     return regular ? KMATH_OK : KMATH_ERR_SINGULAR;
 }
 
@@ -111,7 +109,7 @@ kmath_status kmath_nmmatrix_solve_fast_and_loose(const kmath_nmmatrix *A, const 
 
     double parity;
     RETURN_IF_FAILED(factoriseIn(*lu, perm, parity, scale, Refuse));
-    substitute(block(std::as_const(*lu)), perm, flat(*x));
+    substitute(lu->rows, lu->nRows, perm, flat(*x));
     return KMATH_OK;
 }
 
@@ -131,7 +129,7 @@ kmath_status kmath_nmmatrix_inverse(const kmath_nmmatrix *A, kmath_nmmatrix *Ain
     TRY(kmath_nmmatrix_resize(&X, A->nRows, A->nCols));
 
     TRY(factoriseIn(lu, perm, parity, scale, Refuse));
-    invertFactors(block(std::as_const(lu)), perm, block(X), kernels());
+    invertFactors(lu.rows, lu.nRows, perm, X.rows, kernels());
     return frame.leave(kmath_nmmatrix_assign(Ainv, &X));
 }
 

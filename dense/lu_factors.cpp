@@ -1,8 +1,9 @@
 // Crout's factorisation with scaled partial pivoting, and substitution with its factors.
 //
 // Each element is its own value less one product after another, in the order of increasing k;
-// Press et al., Numerical Recipes, §2.3. The work is done column by column on the transpose, where
-// a column is one contiguous run and the lanes of a kernel hold different rows.
+// Press et al., Numerical Recipes, §2.3. A matrix of more than a few rows is transposed in place
+// for the while: then a column is one contiguous run, and the lanes of a kernel hold different
+// rows.
 #include "dense/lu_factors.hpp"
 
 #include <bit>
@@ -16,15 +17,16 @@ namespace
 
 constexpr double smallestPivot = std::bit_cast<double>(0x3D06849B86A12B9CULL); // just above 1e-14
 constexpr double replacementPivot = 1e-12;
+constexpr int smallestTransposed = 32; // rows; both ways take as long there (lu_benchmark)
 
 // scale[i] = 1 / max |a(i, j)| over j; false for a row of zeros. A row of NaNs counts as zeros.
-bool scaleRows(ConstBlock a, double *scale)
+bool scaleRows(const double *const *a, int n, double *scale)
 {
-    for (int i = 0; i < a.rows; ++i) {
+    for (int i = 0; i < n; ++i) {
         double big = 0.0;
-        for (int j = 0; j < a.rows; ++j)
-            if (std::fabs(a.table[i][j]) > big)
-                big = std::fabs(a.table[i][j]);
+        for (int j = 0; j < n; ++j)
+            if (std::fabs(a[i][j]) > big)
+                big = std::fabs(a[i][j]);
         if (big == 0.0)
             return false;
         scale[i] = 1.0 / big;
@@ -33,14 +35,14 @@ bool scaleRows(ConstBlock a, double *scale)
 }
 
 // By squares, so that both the rows read and the rows written stay in the cache.
-void transposeInPlace(Block a)
+void transposeInPlace(double *const *a, int n)
 {
     constexpr int side = 16;
-    for (int top = 0; top < a.rows; top += side)
+    for (int top = 0; top < n; top += side)
         for (int left = 0; left <= top; left += side)
-            for (int i = top; i < top + side && i < a.rows; ++i)
+            for (int i = top; i < top + side && i < n; ++i)
                 for (int j = left; j < left + side && j < i; ++j)
-                    std::swap(a.table[i][j], a.table[j][i]);
+                    std::swap(a[i][j], a[j][i]);
 }
 
 // x −= a·y. A call of the kernel pays from about eight elements upwards.
@@ -53,14 +55,60 @@ inline void subtractMultiple(double *x, const double *y, int n, double a, const 
             x[i] -= a * y[i];
 }
 
+// The matrix as it stands: element by element, the best for a few.
+struct ByRows {
+    double *const *rows;
+    int n;
+
+    double &at(int i, int j) const { return rows[i][j]; }
+
+    // a(i, j) −= Σ a(i, k)·a(k, j) over k below i and j
+    void eliminate(int j) const
+    {
+        for (int i = 1; i < n; ++i) {
+            double sum = rows[i][j];
+            for (int k = 0; k < i && k < j; ++k)
+                sum -= rows[i][k] * rows[k][j];
+            rows[i][j] = sum;
+        }
+    }
+
+    void scaleBelow(int j, double factor) const
+    {
+        for (int i = j + 1; i < n; ++i)
+            rows[i][j] *= factor;
+    }
+};
+
+// The transpose, where a column is one run and the lanes of a kernel hold its rows.
+struct ByColumns {
+    double *const *columns;
+    int n;
+    const Kernels &set;
+
+    double &at(int i, int j) const { return columns[j][i]; }
+
+    void eliminate(int j) const
+    {
+        double *column = columns[j];
+        for (int k = 0; k < j; ++k)
+            subtractMultiple(column + k + 1, columns[k] + k + 1, n - k - 1, column[k], set);
+    }
+
+    void scaleBelow(int j, double factor) const
+    {
+        set.scale(columns[j] + j + 1, n - j - 1, factor);
+    }
+};
+
 // The row of the largest scaled element from the diagonal down, the last of equals. Where NaNs
 // leave nothing to compare it is the diagonal.
-int pivotRow(const double *column, const double *scale, int j, int n)
+template <class Matrix> int pivotRow(const Matrix &a, const double *scale, int j)
 {
     double big = 0.0;
     int pivot = j;
-    for (int i = j; i < n; ++i) {
-        const double size = scale[i] * std::fabs(column[i]);
+    for (int i = j; i < a.n; ++i) {
+        const double size = scale[i] * std::fabs(a.at(i, j));
         if (size >= big) {
             big = size;
             pivot = i;
@@ -69,58 +117,58 @@ int pivotRow(const double *column, const double *scale, int j, int n)
     return pivot;
 }
 
-bool factoriseColumns(double *const *columns, int n, int32_t *perm, double &parity, double *scale,
-                      bool strict, const Kernels &set)
+template <class Matrix>
+bool crout(const Matrix &a, int32_t *perm, double &parity, double *scale, bool strict)
 {
-    for (int j = 0; j < n; ++j) {
-        double *column = columns[j];
-        for (int k = 0; k < j; ++k)
-            subtractMultiple(column + k + 1, columns[k] + k + 1, n - k - 1, column[k], set);
+    for (int j = 0; j < a.n; ++j) {
+        a.eliminate(j);
 
-        const int pivot = pivotRow(column, scale, j, n);
+        const int pivot = pivotRow(a, scale, j);
         if (pivot != j) {
-            for (int k = 0; k < n; ++k)
-                std::swap(columns[k][pivot], columns[k][j]);
+            for (int k = 0; k < a.n; ++k)
+                std::swap(a.at(pivot, k), a.at(j, k));
             parity = -parity;
             scale[pivot] = scale[j];
         }
         perm[j] = pivot;
 
-        if (std::fabs(column[j]) < smallestPivot) {
+        if (std::fabs(a.at(j, j)) < smallestPivot) {
             if (strict)
                 return false;
-            column[j] = replacementPivot;
+            a.at(j, j) = replacementPivot;
         }
-        if (j != n - 1)
-            set.scale(column + j + 1, n - j - 1, 1.0 / column[j]);
+        if (j != a.n - 1)
+            a.scaleBelow(j, 1.0 / a.at(j, j));
     }
     return true;
 }
 
 } // namespace
 
-bool factorise(Block a, int32_t *perm, double &parity, double *scale, bool strict,
+bool factorise(double *const *a, int n, int32_t *perm, double &parity, double *scale, bool strict,
                const Kernels &set)
 {
     parity = 1.0;
-    if (!scaleRows({a.table, a.rows, a.cols}, scale))
+    if (!scaleRows(a, n, scale))
         return false;
 
-    transposeInPlace(a);
-    const bool regular = factoriseColumns(a.table, a.rows, perm, parity, scale, strict, set);
-    transposeInPlace(a);
+    if (n < smallestTransposed)
+        return crout(ByRows{a, n}, perm, parity, scale, strict);
+
+    transposeInPlace(a, n);
+    const bool regular = crout(ByColumns{a, n, set}, perm, parity, scale, strict);
+    transposeInPlace(a, n);
     return regular;
 }
 
-void substitute(ConstBlock lu, const int32_t *perm, double *b)
+void substitute(const double *const *lu, int n, const int32_t *perm, double *b)
 {
-    const int n = lu.rows;
     int first = -1; // leading zeros are skipped, so that no infinite factor turns them into NaN
     for (int i = 0; i < n; ++i) {
         double sum = std::exchange(b[perm[i]], b[i]);
         if (first >= 0)
             for (int k = first; k < i; ++k)
-                sum -= lu.table[i][k] * b[k];
+                sum -= lu[i][k] * b[k];
         else if (sum < 0.0 || sum > 0.0)
             first = i;
         b[i] = sum;
@@ -128,32 +176,32 @@ void substitute(ConstBlock lu, const int32_t *perm, double *b)
     for (int i = n - 1; i >= 0; --i) {
         double sum = b[i];
         for (int k = i + 1; k < n; ++k)
-            sum -= lu.table[i][k] * b[k];
-        b[i] = sum / lu.table[i][i];
+            sum -= lu[i][k] * b[k];
+        b[i] = sum / lu[i][i];
     }
 }
 
 // All n substitutions at once: row i of X holds unknown i of each, so that a lane owns a right-hand
 // side. X starts as the identity in place of P, which makes L⁻¹ lower triangular and lets the
 // leading zeros of each right-hand side be skipped as above; the swaps then go to the columns.
-void invertFactors(ConstBlock lu, const int32_t *perm, Block X, const Kernels &set)
+void invertFactors(const double *const *lu, int n, const int32_t *perm, double *const *X,
+                   const Kernels &set)
 {
-    const int n = lu.rows;
     for (int i = 0; i < n; ++i) {
-        X.table[i][i] = 1.0;
+        X[i][i] = 1.0;
         for (int k = 0; k < i; ++k)
-            subtractMultiple(X.table[i], X.table[k], k + 1, lu.table[i][k], set);
+            subtractMultiple(X[i], X[k], k + 1, lu[i][k], set);
     }
     for (int i = n - 1; i >= 0; --i) {
         for (int k = i + 1; k < n; ++k)
-            subtractMultiple(X.table[i], X.table[k], n, lu.table[i][k], set);
+            subtractMultiple(X[i], X[k], n, lu[i][k], set);
         for (int j = 0; j < n; ++j)
-            X.table[i][j] /= lu.table[i][i];
+            X[i][j] /= lu[i][i];
     }
     for (int j = n - 1; j >= 0; --j)
         if (perm[j] != j)
             for (int i = 0; i < n; ++i)
-                std::swap(X.table[i][j], X.table[i][perm[j]]);
+                std::swap(X[i][j], X[i][perm[j]]);
 }
 
 } // namespace kmath

@@ -32,8 +32,8 @@ Outcome factorised(const Matrix &A, bool strict, const kmath::Kernels &set)
     out.lu = A;
     out.perm.assign(static_cast<std::size_t>(A.rows()), -1);
     out.scale.resize(out.perm.size());
-    out.regular =
-        kmath::factorise(out.lu, out.perm.data(), out.parity, out.scale.data(), strict, set);
+    out.regular = kmath::factorise(out.lu->rows, A.rows(), out.perm.data(), out.parity,
+                                   out.scale.data(), strict, set);
     return out;
 }
 
@@ -193,7 +193,8 @@ TEST(LuFactorise, WorksThroughTheRowTableOfAShrunkenMatrix)
 
     std::vector<std::int32_t> perm(7);
     double scale[7], parity;
-    ASSERT_TRUE(kmath::factorise(wide, perm.data(), parity, scale, true, kmath::kernels()));
+    ASSERT_TRUE(
+        kmath::factorise(wide->rows, 7, perm.data(), parity, scale, true, kmath::kernels()));
     EXPECT_TRUE(sameBits(wide, oracle::factorise(A, true).lu));
     for (int i = 0; i < 7; ++i)
         for (int j = 7; j < 12; ++j)
@@ -211,7 +212,7 @@ TEST(LuSubstitute, HasTheBitsOfTheTextbookLoop)
                 b(0, i) = i % 2 ? -0.0 : 0.0;
             Matrix expected = b;
             oracle::substitute(f.lu, f.perm.data(), n ? expected->rows[0] : nullptr);
-            kmath::substitute(f.lu, f.perm.data(), n ? b->rows[0] : nullptr);
+            kmath::substitute(f.lu->rows, n, f.perm.data(), n ? b->rows[0] : nullptr);
             EXPECT_TRUE(sameBits(b, expected)) << n << ' ' << zeros;
         }
     }
@@ -222,7 +223,7 @@ TEST(LuSubstitute, SkipsLeadingZerosBesideInfiniteFactors)
     const Matrix lu = {{2, 0, 0}, {infinity, 4, 0}, {nan, 3, 1}};
     const std::int32_t perm[] = {0, 1, 2};
     double b[] = {0, 8, 7};
-    kmath::substitute(lu, perm, b);
+    kmath::substitute(lu->rows, lu.rows(), perm, b);
     EXPECT_EQ(b[0], 0.0);
     EXPECT_EQ(b[1], 2.0);
     EXPECT_EQ(b[2], -17.0);
@@ -234,7 +235,7 @@ TEST(LuSubstitute, DoesNotTakeALeadingNaNForNonZero)
     const Matrix lu = {{2, 0}, {5, 4}};
     const std::int32_t perm[] = {0, 1};
     double b[] = {nan, 8};
-    kmath::substitute(lu, perm, b);
+    kmath::substitute(lu->rows, lu.rows(), perm, b);
     EXPECT_TRUE(std::isnan(b[0]));
     EXPECT_EQ(b[1], 2.0);
 }
@@ -246,7 +247,7 @@ TEST(LuInvert, HasTheBitsOfOneSubstitutionAColumnOnEveryInstructionSet)
         const Matrix expected = oracle::inverse(f);
         for (const kmath::Kernels *set : runnableKernels()) {
             Matrix X(n, n);
-            kmath::invertFactors(f.lu, f.perm.data(), X, *set);
+            kmath::invertFactors(f.lu->rows, n, f.perm.data(), X->rows, *set);
             EXPECT_TRUE(sameBits(X, expected)) << set->name << " n = " << n;
         }
     };

@@ -92,9 +92,8 @@ inline Factors factorise(const support::Matrix &A, bool strict)
     return f;
 }
 
-inline void substitute(const support::Matrix &lu, const std::int32_t *perm, double *b)
+inline void substitute(double *const *lu, int n, const std::int32_t *perm, double *b)
 {
-    const int n = lu.rows();
     int ii = -1;
     for (int i = 0; i < n; ++i) {
         const int p = perm[i];
@@ -102,7 +101,7 @@ inline void substitute(const support::Matrix &lu, const std::int32_t *perm, doub
         b[p] = b[i];
         if (ii >= 0) {
             for (int k = ii; k <= i - 1; ++k)
-                s -= lu(i, k) * b[k];
+                s -= lu[i][k] * b[k];
         } else if (s < 0.0 || s > 0.0) {
             ii = i;
         }
@@ -111,9 +110,14 @@ inline void substitute(const support::Matrix &lu, const std::int32_t *perm, doub
     for (int i = n - 1; i >= 0; --i) {
         double s = b[i];
         for (int k = i + 1; k < n; ++k)
-            s -= lu(i, k) * b[k];
-        b[i] = s / lu(i, i);
+            s -= lu[i][k] * b[k];
+        b[i] = s / lu[i][i];
     }
+}
+
+inline void substitute(const support::Matrix &lu, const std::int32_t *perm, double *b)
+{
+    substitute(lu->rows, lu.rows(), perm, b);
 }
 
 /// One substitution for each column of the identity.
