@@ -5,6 +5,7 @@
 // back. Only when an exception of a host's callback passes does the destructor run it instead.
 #pragma once
 
+#include <kmath/containers.h>
 #include <kmath/nmmatrix.h>
 #include <kmath/platform.h>
 
@@ -20,6 +21,14 @@ inline kmath_status construct(kmath_nmmatrix &matrix) { return kmath_nmmatrix_co
 inline kmath_status destruct(kmath_nmmatrix &matrix) { return kmath_nmmatrix_destruct(&matrix); }
 inline kmath_status construct(kmath_nvector &vector) { return kmath_nvector_construct(&vector); }
 inline kmath_status destruct(kmath_nvector &vector) { return kmath_nvector_destruct(&vector); }
+inline kmath_status construct(kstd_vector_kmath_nmmatrix &matrices)
+{
+    return kstd_vector_kmath_nmmatrix_constructEmpty(&matrices);
+}
+inline kmath_status destruct(kstd_vector_kmath_nmmatrix &matrices)
+{
+    return kstd_vector_kmath_nmmatrix_destruct(&matrices);
+}
 inline kmath_status destruct(kstd_vector_ &vector) { return kstd_vector__destruct(&vector); }
 inline kmath_status construct(kstd_vectord &vector) { return kstd_vectord_construct(&vector); }
 inline kmath_status destruct(kstd_vectord &vector) { return kstd_vectord_destruct(&vector); }
@@ -64,36 +73,34 @@ template <class T> kmath_status destruct(T *&block)
     return status;
 }
 
-/// Bytes of `count` elements of T; more than the address space holds gives SIZE_MAX, which the
+/// Bytes of `count` elements of T; what the address space cannot hold gives SIZE_MAX, which the
 /// memory services refuse.
 template <class T> std::size_t bytesOf(std::int64_t count)
 {
     constexpr std::int64_t most = PTRDIFF_MAX / static_cast<std::int64_t>(sizeof(T));
-    return count > most ? SIZE_MAX : static_cast<std::size_t>(count) * sizeof(T);
+    return count < 0 || count > most ? SIZE_MAX : static_cast<std::size_t>(count) * sizeof(T);
 }
 
-/// A new block of `count` elements; one too large to address is refused without asking.
-template <class T> kmath_status allocate(T *&block, std::int64_t count)
+/// A new block of `count` elements, null on failure; one too large to address is refused without
+/// asking.
+template <class T>
+kmath_status allocate(T *&block, std::int64_t count,
+                      kmath_status (*service)(void **, std::size_t) = ksys_memory_alloc_internal)
 {
+    block = nullptr;
     const std::size_t bytes = bytesOf<T>(count);
     if (bytes > PTRDIFF_MAX)
         return KMATH_ERR_NO_MEMORY;
     void *memory = nullptr;
-    const kmath_status status = ksys_memory_alloc_internal(&memory, bytes);
+    RETURN_IF_FAILED(service(&memory, bytes));
     block = static_cast<T *>(memory);
-    return status;
+    return KMATH_OK;
 }
 
 /// The same, cleared to zero bytes.
 template <class T> kmath_status allocateClear(T *&block, std::int64_t count)
 {
-    const std::size_t bytes = bytesOf<T>(count);
-    if (bytes > PTRDIFF_MAX)
-        return KMATH_ERR_NO_MEMORY;
-    void *memory = nullptr;
-    const kmath_status status = ksys_memory_allocClear_internal(&memory, bytes);
-    block = static_cast<T *>(memory);
-    return status;
+    return allocate(block, count, ksys_memory_allocClear_internal);
 }
 
 template <int N> class CleanupFrame
@@ -151,6 +158,8 @@ template <int N> class CleanupFrame
     template <class Record> void add(Record &record, std::uint32_t kind)
     {
         KMATH_ASSERT(count < N);
+        if (count >= N)
+            return; // better leaked than written past the list
         entries[count++] = {sequence, kind, &record,
                             [](void *object) { return destruct(*static_cast<Record *>(object)); }};
         sequence = sequence == 0xFFFFFFFEu ? 0 : sequence + 1;

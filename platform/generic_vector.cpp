@@ -45,11 +45,6 @@ char *at(const kstd_vector_ &vector, size_t index)
 struct Source {
     enum Kind { Elements, Fill, Empty, Nothing } kind;
     const char *first = nullptr;
-
-    const char *element(size_t index, size_t elementSize) const
-    {
-        return kind == Elements ? first + index * elementSize : first;
-    }
 };
 
 Source elements(const void *first) { return {Source::Elements, static_cast<const char *>(first)}; }
@@ -86,36 +81,35 @@ kmath_status release(kstd_vector_ &vector)
     return KMATH_IS_FAILURE(truncated) ? truncated : released;
 }
 
+// One element by its operation; a copy of plain memory where it has none.
 kmath_status makeElement(const kstd_vector_ &vector, char *element, const Source &source,
                          size_t index)
 {
     const kstd_vectorEtable &operations = operationsOf(vector);
-    switch (source.kind) {
-    case Source::Elements:
-    case Source::Fill: {
-        const char *original = source.element(index, vector.elementSize);
-        return operations.constructCopy ? operations.constructCopy(element, original)
-                                        : ksys_memory_copy(element, original, vector.elementSize);
-    }
-    case Source::Empty:
-        return operations.constructEmpty ? operations.constructEmpty(element)
-                                         : ksys_memory_fill(element, 0, vector.elementSize);
-    case Source::Nothing:
-        break;
-    }
-    return KMATH_OK;
+    if (source.kind == Source::Empty)
+        return operations.constructEmpty(element);
+    const char *original =
+        source.kind == Source::Fill ? source.first : source.first + index * vector.elementSize;
+    return operations.constructCopy ? operations.constructCopy(element, original)
+                                    : ksys_memory_copy(element, original, vector.elementSize);
 }
 
-// Makes n elements in a row, one run of memory at once where that is what they are.
-kmath_status makeRun(const kstd_vector_ &vector, char *first, const Source &source, size_t n)
+// New elements that need no operation of their own are one run of memory.
+bool isMadeAtOnce(const kstd_vector_ &vector, const Source &source)
 {
-    if (source.kind == Source::Elements)
-        return ksys_memory_copy(first, source.first, n * vector.elementSize);
-    if (source.kind == Source::Empty && !operationsOf(vector).constructEmpty)
-        return ksys_memory_fill(first, 0, n * vector.elementSize);
-    for (size_t i = 0; i < n; ++i)
-        RETURN_IF_FAILED(makeElement(vector, first + i * vector.elementSize, source, i));
-    return KMATH_OK;
+    const kstd_vectorEtable &operations = operationsOf(vector);
+    return (source.kind == Source::Elements && !operations.constructCopy) ||
+           (source.kind == Source::Empty && !operations.constructEmpty) ||
+           source.kind == Source::Nothing;
+}
+
+kmath_status makeAtOnce(const kstd_vector_ &vector, const Source &source, size_t n)
+{
+    char *first = at(vector, vector.size);
+    const size_t bytes = n * vector.elementSize;
+    return source.kind == Source::Elements ? ksys_memory_copy(first, source.first, bytes)
+           : source.kind == Source::Empty  ? ksys_memory_fill(first, 0, bytes)
+                                           : KMATH_OK;
 }
 
 // Cuts a vector back to its former size unless what was added is kept.
@@ -131,8 +125,8 @@ kmath_status extend(kstd_vector_ &vector, const Source &source, size_t n)
 {
     if (n == 0)
         return KMATH_OK;
-    if (isPlain(vector)) {
-        RETURN_IF_FAILED(makeRun(vector, at(vector, vector.size), source, n));
+    if (isMadeAtOnce(vector, source)) {
+        RETURN_IF_FAILED(makeAtOnce(vector, source, n));
         vector.size += n;
         return KMATH_OK;
     }
@@ -166,7 +160,7 @@ size_t capacityFor(const kstd_vector_ &vector, size_t size)
     return std::max(size, std::min(vector.capacity + vector.capacity / 2, most));
 }
 
-// A vector in the making, released unless its elements have taken another one's place.
+// A vector in the making, with another one's tables; released unless it is swapped for it.
 struct Run {
     kstd_vector_ vector;
     explicit Run(const kstd_vector_ &like)
@@ -176,15 +170,6 @@ struct Run {
     Run(const Run &) = delete;
     Run &operator=(const Run &) = delete;
     ~Run() { release(vector); }
-
-    // The status is that of releasing the old elements.
-    kmath_status takePlaceOf(kstd_vector_ &old)
-    {
-        std::swap(old.begin, vector.begin);
-        std::swap(old.size, vector.size);
-        std::swap(old.capacity, vector.capacity);
-        return release(vector);
-    }
 };
 
 // The splice in a new block: the elements before it, the new ones, the elements behind.
@@ -197,7 +182,8 @@ kmath_status rebuild(kstd_vector_ &vector, size_t capacity, size_t position, siz
     RETURN_IF_FAILED(extend(run.vector, elements(at(vector, 0)), position));
     RETURN_IF_FAILED(extend(run.vector, source, n));
     RETURN_IF_FAILED(extend(run.vector, elements(at(vector, behind)), vector.size - behind));
-    return run.takePlaceOf(vector);
+    std::swap(vector, run.vector); // what the old run then fails to release undoes nothing
+    return KMATH_OK;
 }
 
 // The splice of plain memory within its block.
@@ -206,11 +192,15 @@ kmath_status shift(kstd_vector_ &vector, size_t capacity, size_t position, size_
 {
     if (capacity > vector.capacity)
         RETURN_IF_FAILED(setCapacity(vector, capacity));
+    if (position == vector.size)
+        return extend(vector, source, n);
+
+    const size_t size = vector.elementSize;
     const size_t behind = position + removed;
-    const size_t bytes = (vector.size - behind) * vector.elementSize;
-    RETURN_IF_FAILED(ksys_memory_copy(at(vector, position + n), at(vector, behind), bytes));
+    RETURN_IF_FAILED(ksys_memory_copy(at(vector, position + n), at(vector, behind),
+                                      (vector.size - behind) * size));
     vector.size = vector.size - removed + n;
-    return makeRun(vector, at(vector, position), source, n);
+    return n == 0 ? KMATH_OK : ksys_memory_copy(at(vector, position), source.first, n * size);
 }
 
 // Replaces `removed` elements at a position by n new ones, which may come from the vector itself.
@@ -395,6 +385,8 @@ KMATH_REPLACEABLE kmath_status kstd_vector__assign(kstd_vector_ *vector, const k
     KMATH_ASSERT(vector && source);
     if (vector == source)
         return KMATH_OK;
+    if (source->elementSize != vector->elementSize)
+        return KMATH_ERR_FAILED;
     return splice(*vector, 0, vector->size, elements(source->begin), source->size);
 }
 
@@ -408,6 +400,8 @@ KMATH_REPLACEABLE kmath_status kstd_vector__assignElements(kstd_vector_ *vector,
 KMATH_REPLACEABLE kmath_status kstd_vector__append(kstd_vector_ *vector, const kstd_vector_ *source)
 {
     KMATH_ASSERT(vector && source);
+    if (source->elementSize != vector->elementSize)
+        return KMATH_ERR_FAILED;
     return splice(*vector, vector->size, 0, elements(source->begin), source->size);
 }
 
@@ -667,7 +661,7 @@ KMATH_REPLACEABLE kmath_status kstd_vector__compareEqual(const kstd_vector_ *a,
                                                          uint32_t *equal)
 {
     KMATH_ASSERT(a && b && test && equal);
-    *equal = a->size == b->size;
+    *equal = a->size == b->size && a->elementSize == b->elementSize;
     for (size_t i = 0; i < a->size && *equal; ++i)
         RETURN_IF_FAILED(test(at(*a, i), at(*b, i), equal));
     return KMATH_OK;

@@ -5,6 +5,7 @@
 #ifndef KMATH_KMATH_H
 #define KMATH_KMATH_H
 
+#include <kmath/containers.h>
 #include <kmath/eigen.h>
 #include <kmath/matrix3.h>
 #include <kmath/matrix4.h>

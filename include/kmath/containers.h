@@ -1,0 +1,31 @@
+/**
+ * @file
+ * Typed vectors: growable runs of the library's records.
+ *
+ * Every element type T has a vector kstd_vector_T, whose operations are those of
+ * vector_operations.h under its own name. Positions count from 0. A vector owns
+ * its elements: it copies what it is given, and what it hands out stays its own
+ * until the next operation that changes its content.
+ *
+ * Elements that own memory are constructed, copied and destructed by their own
+ * operations and never moved bytewise; others are plain memory and cleared to
+ * zero where they are constructed empty. Room grows by half at least, so adding
+ * one by one costs a constant number of copies each. Arguments may point into the
+ * vector that they are added to.
+ *
+ * A failing operation leaves a vector valid and with the elements that it had.
+ * The failures are KMATH_ERR_BAD_DIMENSIONS for a position or count beyond the
+ * vector, KMATH_ERR_NO_MEMORY or the status of a failing memory table, and
+ * whatever constructing, copying or destructing an element gives. A null vector,
+ * handle or result pointer is reported to kstd_assert_, never through the status.
+ */
+#ifndef KMATH_CONTAINERS_H
+#define KMATH_CONTAINERS_H
+
+#include <kmath/nmmatrix.h>
+#include <kmath/platform.h>
+
+#define KSTD_STAMP <kmath/vector_operations.h>
+#include <kmath/vector_types.h>
+
+#endif
