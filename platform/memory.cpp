@@ -4,6 +4,7 @@
 // difference could span, is refused without asking.
 #include <kmath/platform.h>
 
+#include "platform/check.hpp"
 #include "platform/services.hpp"
 
 #include <cstdlib>
@@ -24,16 +25,19 @@ bool isRefused(size_t bytes) { return bytes > PTRDIFF_MAX; }
 
 KMATH_REPLACEABLE kmath_status ksys_memory_alloc_internal(void **block, size_t bytes)
 {
+    KMATH_ASSERT(block);
     return hold(block, bytes == 0 || isRefused(bytes) ? nullptr : std::malloc(bytes), bytes);
 }
 
 KMATH_REPLACEABLE kmath_status ksys_memory_allocClear_internal(void **block, size_t bytes)
 {
+    KMATH_ASSERT(block);
     return hold(block, bytes == 0 || isRefused(bytes) ? nullptr : std::calloc(bytes, 1), bytes);
 }
 
 KMATH_REPLACEABLE kmath_status ksys_memory_realloc_internal(void **block, size_t bytes)
 {
+    KMATH_ASSERT(block);
     if (bytes == 0)
         return ksys_memory_free_internal(block);
     void *memory = isRefused(bytes) ? nullptr : std::realloc(*block, bytes);
@@ -45,6 +49,7 @@ KMATH_REPLACEABLE kmath_status ksys_memory_realloc_internal(void **block, size_t
 
 KMATH_REPLACEABLE kmath_status ksys_memory_free_internal(void **block)
 {
+    KMATH_ASSERT(block);
     std::free(*block);
     *block = nullptr;
     return KMATH_OK;
@@ -52,6 +57,7 @@ KMATH_REPLACEABLE kmath_status ksys_memory_free_internal(void **block)
 
 KMATH_REPLACEABLE kmath_status ksys_memory_copy(void *to, const void *from, size_t bytes)
 {
+    KMATH_ASSERT((to && from) || bytes == 0);
     if (bytes != 0)
         std::memmove(to, from, bytes);
     return KMATH_OK;
@@ -59,6 +65,7 @@ KMATH_REPLACEABLE kmath_status ksys_memory_copy(void *to, const void *from, size
 
 KMATH_REPLACEABLE kmath_status ksys_memory_fill(void *to, int32_t byte, size_t bytes)
 {
+    KMATH_ASSERT(to || bytes == 0);
     if (bytes != 0)
         std::memset(to, byte, bytes);
     return KMATH_OK;

@@ -6,6 +6,8 @@
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
+#include <malloc.h>
+
 #include <mutex>
 #include <thread>
 
@@ -80,12 +82,17 @@ kmath_status ksys_memory_realloc_internal(void **block, std::size_t bytes)
         return ksys_memory_free_internal(block);
     if (refuse(bytes))
         return KMATH_ERR_NO_MEMORY;
-    void *memory = std::realloc(*block, bytes);
+    void *memory = std::malloc(bytes); // always elsewhere, so that no old address survives
     if (!memory)
         return KMATH_ERR_NO_MEMORY;
+    const std::size_t kept = *block ? std::min(bytes, malloc_usable_size(*block)) : 0;
+    std::memset(memory, 0xFF, std::min<std::size_t>(bytes, 1 << 20));
+    if (kept > 0)
+        std::memcpy(memory, *block, kept);
     if (!*block)
         ++live;
     ++taken;
+    std::free(*block);
     *block = memory;
     return KMATH_OK;
 }
@@ -131,15 +138,16 @@ std::vector<std::int32_t> AssertionRecorder::lines() const
 
 std::int32_t assertedLine(const std::function<void()> &body)
 {
-    throwing = true;
-    std::int32_t line = 0;
+    struct Arm {
+        Arm() { throwing = true; }
+        ~Arm() { throwing = false; }
+    } const arm;
     try {
         body();
     } catch (const Asserted &asserted) {
-        line = asserted.line;
+        return asserted.line;
     }
-    throwing = false;
-    return line;
+    return 0;
 }
 
 std::int64_t liveBlocks() { return live; }
@@ -163,6 +171,9 @@ void sweepAllocationFailures(const std::function<void(bool)> &judge,
     for (std::int64_t number = 0; number < most; ++number) {
         SCOPED_TRACE(testing::Message() << "allocation " << number << " fails");
         const std::int64_t before = liveBlocks();
+        const struct Arm {
+            ~Arm() { failAllocation(-1); }
+        } disarmedAfterwards;
         failAllocation(number);
         body();
         const bool hasFailed = allocationHasFailed();
