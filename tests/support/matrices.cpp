@@ -144,7 +144,8 @@ double oneNorm(const Matrix &A)
         double sum = 0.0;
         for (std::int32_t i = 0; i < A.rows(); ++i)
             sum += std::fabs(A(i, j));
-        norm = std::max(norm, sum);
+        if (!(sum <= norm))
+            norm = std::isnan(sum) ? std::numeric_limits<double>::infinity() : sum;
     }
     return norm;
 }

@@ -66,7 +66,7 @@ bool sameBits(double a, double b);
 /// Largest absolute difference; infinite for different shapes or a NaN.
 double maxDifference(const Matrix &a, const Matrix &b);
 
-/// Largest sum of magnitudes over a column.
+/// Largest sum of magnitudes over a column; infinite where a NaN is among them.
 double oneNorm(const Matrix &A);
 
 std::ostream &operator<<(std::ostream &out, const Matrix &matrix);
