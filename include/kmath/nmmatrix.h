@@ -221,16 +221,111 @@ KMATH_API kmath_status kmath_nmmatrix_inverse(const kmath_nmmatrix *A, kmath_nmm
  */
 KMATH_API kmath_status kmath_nmmatrix_determinant(const kmath_nmmatrix *A, double *det);
 
-/* Singular values, condition and pseudo-inverse. */
+/*
+ * Singular values, condition and pseudo-inverse.
+ *
+ * Both decompositions write A = U·W·Vᵀ: the left singular vectors as the columns of U, the right
+ * ones as the columns of V, and a square W that holds the singular values on its diagonal and zeros
+ * elsewhere. A with fewer rows than columns is decomposed above rows of zeros that make it square.
+ * A is copied before anything is written, so an output may be the record of A; the outputs are
+ * three distinct records.
+ */
 
+/**
+ * Singular value decomposition A = U·W·Vᵀ, the values in decreasing order.
+ *
+ * Squares of lengths are plain sums, so A is best scaled to moderate numbers. Where they overflow,
+ * or underflow to the end that the iteration stops converging, it is run again on A scaled exactly
+ * by a power of two, lengths and bidiagonal elements up to 1e-70 of the largest element then
+ * counting as zero. Two limits remain. Columns and rows whose elements are all below about 1e-162
+ * can count as zero in the first run. And columns that shrink through rounding noise until their
+ * squares lose precision (below about 1e-154, as in a matrix of low rank and order above 12) cost
+ * the vectors of zero values their orthogonality, though not A = U·W·Vᵀ.
+ *
+ * @param[in]  A  m × n
+ * @param[out] U  max(m, n) × n, resized
+ * @param[out] W  n × n, resized; values non-negative, largest first
+ * @param[out] V  n × n, resized
+ * @return KMATH_OK; KMATH_ERR_SINGULAR, with the outputs untouched, for an A that is not finite,
+ *         that has a singular value too large for a double, or that has a value that does not
+ *         converge within 100 sweeps in either run; KMATH_ERR_NO_MEMORY for an A whose allocation
+ *         failed; or the status of a failing allocation
+ * @see Golub & Reinsch, Numerische Mathematik 14 (1970); Dongarra, Bunch, Moler & Stewart, LINPACK
+ *      Users' Guide, ch. 11
+ */
 KMATH_API kmath_status kmath_nmmatrix_decompose(const kmath_nmmatrix *A, kmath_nmmatrix *U,
                                                 kmath_nmmatrix *W, kmath_nmmatrix *V);
+
+/**
+ * Singular value decomposition A = U·W·Vᵀ, the values unsorted.
+ *
+ * The values stand in the order in which the bidiagonal form gives them up. Neither overflow nor
+ * underflow disturbs it: any finite A is scaled exactly to moderate numbers first.
+ *
+ * @param[in]  A  m × n
+ * @param[out] U  m × n, resized; of a wide A the columns are not orthonormal, being the upper rows
+ *                of orthonormal ones
+ * @param[out] W  n × n, resized; values non-negative
+ * @param[out] V  n × n, resized
+ * @return KMATH_OK; KMATH_ERR_SINGULAR, with V overwritten and U and W untouched, where a value
+ *         does not converge within 100 iterations, as for an A that is not finite, or is too large
+ *         for a double; KMATH_ERR_NO_MEMORY for an A whose allocation failed; or the status of a
+ *         failing allocation
+ * @see kmath_nmmatrix_decompose; Golub & Reinsch, Numerische Mathematik 14 (1970); Press et al.,
+ *      Numerical Recipes, §2.6
+ */
 KMATH_API kmath_status kmath_nmmatrix_decomposeNRC(const kmath_nmmatrix *A, kmath_nmmatrix *U,
                                                    kmath_nmmatrix *W, kmath_nmmatrix *V);
+
+/**
+ * Condition number, the largest over the smallest singular value.
+ *
+ * It is 1e28 where the smallest is zero, where all are below 1e-14, and for an empty A.
+ *
+ * @param[in]  A          m × n; by a method other than 0 square and symmetric, of which the lower
+ *                        triangle is read
+ * @param[in]  method     0: singular values as kmath_nmmatrix_decompose gives them; any other:
+ *                        magnitudes of the eigenvalues, which is faster
+ * @param[out] condition  dimensionless, ≥ 1; untouched on failure
+ * @return KMATH_OK; KMATH_ERR_BAD_DIMENSIONS for a rectangular A by a method other than 0;
+ *         KMATH_ERR_SINGULAR where the values are not found, as kmath_nmmatrix_decompose or
+ *         kmath_nmmatrix_symEigenvalues tells; KMATH_ERR_NO_MEMORY for an A whose allocation
+ *         failed; or the status of a failing allocation
+ */
 KMATH_API kmath_status kmath_nmmatrix_conditionNumber(const kmath_nmmatrix *A, int32_t method,
                                                       double *condition);
+
+/**
+ * Regularised pseudo-inverse A⁺ = V·W⁺·Uᵀ.
+ *
+ * Singular values from t = w_max/√c upwards are inverted, smaller ones damped to w/t². Where t is
+ * not at least 1e-9, as for a zero matrix, an empty one, a negative or a NaN c, the result is a
+ * copy of A, not its transpose.
+ *
+ * @param[in]  A     m × n
+ * @param[in]  c     dimensionless, > 0; √c is the largest ratio w_max/w still inverted exactly
+ * @param[out] Ainv  n × max(m, n), or m × n for the copy; resized; may be A
+ * @return KMATH_OK; a failure of kmath_nmmatrix_decompose, Ainv untouched; or the status of a
+ *         failing allocation
+ * @see Golub & Van Loan, Matrix Computations, §5.5
+ */
 KMATH_API kmath_status kmath_nmmatrix_pseudoInverse(const kmath_nmmatrix *A, double c,
                                                     kmath_nmmatrix *Ainv);
+
+/**
+ * x = A⁺·b, the regularised least-squares solution of A·x = b.
+ *
+ * Where kmath_nmmatrix_pseudoInverse gives a copy of A, that copy is what b is multiplied by. An
+ * empty A gives an x without rows.
+ *
+ * @param[in]  A  m × n
+ * @param[in]  b  max(m, n) × r; for a wide A the rows below its own belong to rows of zeros
+ * @param[out] x  n × r, resized; may be A
+ * @param[in]  c  as for kmath_nmmatrix_pseudoInverse
+ * @return KMATH_OK; a failure of kmath_nmmatrix_pseudoInverse; KMATH_ERR_BAD_DIMENSIONS where b has
+ *         another number of rows, KMATH_ERR_ALIASED where x is b, KMATH_ERR_NO_MEMORY for a b whose
+ *         allocation failed, x untouched in each case; or the status of a failing allocation
+ */
 KMATH_API kmath_status kmath_nmmatrix_pseudoSolve(const kmath_nmmatrix *A, const kmath_nmmatrix *b,
                                                   kmath_nmmatrix *x, double c);
 
