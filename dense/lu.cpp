@@ -91,6 +91,33 @@ kmath_status kmath_nmmatrix_LUbksubOW(const kmath_nmmatrix *a, kmath_nmmatrix *b
     return substituteIn(*a, perm, *b);
 }
 
+kmath_status kmath_nmmatrix_solve(const kmath_nmmatrix *A, const kmath_nmmatrix *b,
+                                  kmath_nmmatrix *x, int32_t conditionMethod, double *condition,
+                                  double maxCondition)
+{
+    KMATH_ASSERT(A && b && x && condition);
+    RETURN_IF_FAILED(checkSystem(*A, *b));
+
+    double parity;
+    kmath_nmmatrix lu;
+    int32_t *perm;
+    double *scale;
+    CleanupFrame frame(lu, perm, scale);
+
+    // A NaN on either side refuses the system too. One without unknowns is never ill-conditioned.
+    TRY(kmath_nmmatrix_conditionNumber(A, conditionMethod, condition));
+    if (!(maxCondition >= *condition) && A->nRows != 0)
+        return frame.leave(KMATH_ERR_SINGULAR);
+
+    TRY(kmath_nmmatrix_assign(&lu, A));
+    TRY(kmath_nmmatrix_assign(x, b));
+    TRY(frame.allocate(perm, lu.nRows));
+    TRY(frame.allocate(scale, lu.nRows));
+    TRY(factoriseIn(lu, perm, parity, scale, Replace));
+    substitute(lu.rows, lu.nRows, perm, flat(*x));
+    return frame.leave(KMATH_OK);
+}
+
 kmath_status kmath_nmmatrix_solve_fast_and_loose(const kmath_nmmatrix *A, const kmath_nmmatrix *b,
                                                  kmath_nmmatrix *lu, double *scale, int32_t *perm,
                                                  kmath_nmmatrix *x)

@@ -456,6 +456,195 @@ TEST(NmmatrixLUbksubOW, LeavesASmallResidualWhereNoPivotWasReplaced)
     EXPECT_GT(judged, 200);
 }
 
+// solve
+
+/// One call with everything that it gives back.
+struct Solved {
+    Solved(const Matrix &A, const Matrix &b, double maxCondition, std::int32_t method = 0)
+    {
+        status = kmath_nmmatrix_solve(&A, &b, &x, method, &condition, maxCondition);
+    }
+
+    Matrix x = {{5, 6}};
+    double condition = -1.0;
+    kmath_status status;
+};
+
+TEST(NmmatrixSolve, SolvesForAColumnAndForARow)
+{
+    const Solved upright(threeByThree, column({7, -8, 18}), 1e10);
+    ASSERT_EQ(upright.status, KMATH_OK);
+    EXPECT_LT(maxDifference(upright.x, column({1, 2, 3})), 1e-14);
+
+    const Solved flat(threeByThree, {{7, -8, 18}}, 1e10);
+    ASSERT_EQ(flat.status, KMATH_OK);
+    EXPECT_LT(maxDifference(flat.x, {{1, 2, 3}}), 1e-14);
+}
+
+TEST(NmmatrixSolve, HasTheBitsOfFactorisingAndSubstituting)
+{
+    for (const int n : {1, 2, 4, 5, 13, 40}) {
+        Matrix A = randomMatrix(n, n, 31);
+        for (int j = 0; j < n; ++j)
+            A(j, n / 2) = A(j, 0); // a pivot is replaced
+        const Matrix b = randomMatrix(n, 1, 32);
+        const Solved solved(A, b, INFINITY);
+        ASSERT_EQ(solved.status, KMATH_OK);
+
+        const oracle::Factors f = oracle::factorise(A, false);
+        Matrix expected = b;
+        oracle::substitute(f.lu, f.perm.data(), expected->rows[0]);
+        EXPECT_TRUE(sameBits(solved.x, expected)) << n;
+    }
+}
+
+TEST(NmmatrixSolve, AgreesWithLapack)
+{
+    for (const int n : {1, 2, 3, 6, 17, 50}) {
+        const Matrix A = conditioned(n, 1e6), b = randomMatrix(n, 1, 5);
+        const Solved solved(A, b, 1e7);
+        ASSERT_EQ(solved.status, KMATH_OK);
+        EXPECT_LT(solveRatio(A, solved.x, b), 30.0);
+
+        Matrix factors = A, expected = b;
+        std::vector<lapack_int> pivots(static_cast<std::size_t>(n));
+        ASSERT_EQ(LAPACKE_dgesv(LAPACK_ROW_MAJOR, n, 1, factors->rows[0], n, pivots.data(),
+                                expected->rows[0], 1),
+                  0);
+        EXPECT_LT(maxDifference(solved.x, expected), 1e6 * n * epsilon * largest(expected)) << n;
+    }
+}
+
+TEST(NmmatrixSolve, RefusesAnIllConditionedMatrixAndSaysHowBadItIs)
+{
+    const Matrix A = diagonal({8, 2}), b = column({8, 4});
+    const Solved refused(A, b, 3.9);
+    EXPECT_EQ(refused.status, KMATH_ERR_SINGULAR);
+    EXPECT_NEAR(refused.condition, 4.0, 1e-14);
+    EXPECT_TRUE(sameBits(refused.x, Matrix({{5, 6}})));
+
+    const Solved least(A, b, refused.condition); // equal is let through
+    EXPECT_EQ(least.status, KMATH_OK);
+    EXPECT_TRUE(sameBits(least.x, column({1, 2})));
+    EXPECT_EQ(Solved(A, b, std::nextafter(refused.condition, 0.0)).status, KMATH_ERR_SINGULAR);
+}
+
+TEST(NmmatrixSolve, LetsNothingThroughANaNLimit)
+{
+    const Solved solved(identity(2), column({1, 2}), nan);
+    EXPECT_EQ(solved.status, KMATH_ERR_SINGULAR);
+    EXPECT_EQ(solved.condition, 1.0);
+}
+
+TEST(NmmatrixSolve, PassesTheConditionMethodThrough)
+{
+    // Singular values 1 and 2, but as a symmetric matrix it is read by its lower triangle alone.
+    const Matrix A = {{0, 2}, {1, 0}};
+    double general, symmetric;
+    ASSERT_EQ(kmath_nmmatrix_conditionNumber(&A, 0, &general), KMATH_OK);
+    ASSERT_EQ(kmath_nmmatrix_conditionNumber(&A, 1, &symmetric), KMATH_OK);
+    ASSERT_NE(general, symmetric);
+    EXPECT_EQ(Solved(A, column({1, 1}), 10, 0).condition, general);
+    EXPECT_EQ(Solved(A, column({1, 1}), 10, 1).condition, symmetric);
+    EXPECT_EQ(Solved(A, column({1, 1}), 10, 7).condition, symmetric);
+}
+
+TEST(NmmatrixSolve, ReplacesATinyPivotWhenTheConditionTestLetsItThrough)
+{
+    const Matrix A = {{1, 1}, {1, 1}}, b = column({1, 2});
+    EXPECT_EQ(Solved(A, b, 1e10).status, KMATH_ERR_SINGULAR);
+    const Solved solved(A, b, INFINITY);
+    EXPECT_EQ(solved.status, KMATH_OK);
+    // swapped: x₁ = (1 − 2) / 1e-12 and x₀ = 2 − x₁
+    EXPECT_TRUE(sameBits(solved.x, column({2 - -1 / 1e-12, -1 / 1e-12})));
+}
+
+TEST(NmmatrixSolve, RefusesARowOfZeros)
+{
+    const Solved solved({{1, 2}, {0, 0}}, column({1, 2}), INFINITY);
+    EXPECT_EQ(solved.status, KMATH_ERR_SINGULAR);
+    EXPECT_TRUE(sameBits(solved.x, column({1, 2})));
+}
+
+TEST(NmmatrixSolve, MaySolveIntoItsArguments)
+{
+    double condition;
+    Matrix b = column({7, -8, 18});
+    ASSERT_EQ(kmath_nmmatrix_solve(&threeByThree, &b, &b, 0, &condition, 1e10), KMATH_OK);
+    EXPECT_LT(maxDifference(b, column({1, 2, 3})), 1e-14);
+
+    Matrix A = threeByThree;
+    const Matrix c = column({7, -8, 18});
+    ASSERT_EQ(kmath_nmmatrix_solve(&A, &c, &A, 0, &condition, 1e10), KMATH_OK);
+    EXPECT_TRUE(sameBits(A, b));
+}
+
+TEST(NmmatrixSolve, RefusesWrongShapesAndLeavesEverything)
+{
+    const auto expectRefused = [](const Matrix &A, const Matrix &b) {
+        const Solved solved(A, b, INFINITY);
+        EXPECT_EQ(solved.status, KMATH_ERR_BAD_DIMENSIONS);
+        EXPECT_EQ(solved.condition, -1.0);
+        EXPECT_TRUE(sameBits(solved.x, Matrix({{5, 6}})));
+    };
+    expectRefused(Matrix(2, 3), Matrix(2, 1));
+    expectRefused(identity(3), Matrix(2, 1));
+    expectRefused(identity(3), Matrix(1, 4));
+    expectRefused(identity(7), Matrix(2, 3));
+}
+
+TEST(NmmatrixSolve, TakesTheFirstElementsOfARectangle)
+{
+    const Solved solved(threeByThree, {{7, -8}, {18, 55}}, 1e10);
+    ASSERT_EQ(solved.status, KMATH_OK);
+    EXPECT_LT(maxDifference(solved.x, {{1, 2}, {3, 55}}), 1e-14);
+}
+
+TEST(NmmatrixSolve, SolvesAnEmptySystemWhateverTheLimit)
+{
+    for (const double limit : {1e30, 1.0, nan}) {
+        const Solved solved(Matrix(0, 0), Matrix(0, 1), limit);
+        EXPECT_EQ(solved.status, KMATH_OK);
+        EXPECT_EQ(solved.condition, 1e28);
+        EXPECT_TRUE(sameBits(solved.x, Matrix(0, 1)));
+    }
+}
+
+TEST(NmmatrixSolve, EndsForNumbersThatAreNotFinite)
+{
+    for (const double odd : {nan, static_cast<double>(INFINITY), -1e308, 5e-324})
+        for (const std::int32_t method : {0, 1}) {
+            const Matrix A = build(5, 5, [&](int i, int j) { return i == j ? 1.0 : odd; });
+            const Matrix b = build(5, 1, [&](int, int) { return odd; });
+            const Solved solved(A, b, INFINITY, method);
+            EXPECT_TRUE(solved.status == KMATH_OK || solved.status == KMATH_ERR_SINGULAR);
+        }
+}
+
+TEST(NmmatrixSolve, AssertsItsPointers)
+{
+    const Matrix A = identity(1), b = column({1});
+    Matrix x;
+    double condition;
+    const auto solve = kmath_nmmatrix_solve;
+    EXPECT_GT(assertedLine([&] { solve(nullptr, &b, &x, 0, &condition, 9); }), 0);
+    EXPECT_GT(assertedLine([&] { solve(&A, nullptr, &x, 0, &condition, 9); }), 0);
+    EXPECT_GT(assertedLine([&] { solve(&A, &b, nullptr, 0, &condition, 9); }), 0);
+    EXPECT_GT(assertedLine([&] { solve(&A, &b, &x, 0, nullptr, 9); }), 0);
+    EXPECT_EQ(assertedLine([&] { solve(&A, &b, &x, 0, &condition, 9); }), 0);
+}
+
+TEST(NmmatrixSolve, SurvivesEveryFailingAllocation)
+{
+    const Matrix A = randomMatrix(17, 17), b = randomMatrix(17, 1);
+    for (const std::int32_t method : {0, 1})
+        sweepAllocationFailures([&] {
+            Matrix x;
+            double condition;
+            return kmath_nmmatrix_solve(&A, &b, &x, method, &condition, INFINITY);
+        });
+}
+
 // solve_fast_and_loose
 
 TEST(NmmatrixSolveFastAndLoose, AgreesWithLapack)
