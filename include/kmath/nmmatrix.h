@@ -106,7 +106,7 @@ KMATH_API kmath_status kmath_nmmatrix_multiplyT(const kmath_nmmatrix *A, const k
  *
  * On success the caller owns the array that perm receives and releases it with
  * ksys_memory_free_internal. On failure there is none: *perm is null after a singular matrix and a
- * failing allocation, and is left alone by a matrix that is not square.
+ * failing allocation, and is left alone where a is not square or lost its storage earlier.
  *
  * @param[in,out] a       n × n; after KMATH_ERR_SINGULAR its columns are factorised as far as the
  *                        tiny pivot, and of the others only rows are swapped
