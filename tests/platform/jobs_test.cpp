@@ -13,8 +13,11 @@
 #include <set>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <vector>
+
+#include <pthread.h>
 
 namespace
 {
@@ -360,6 +363,52 @@ TEST_P(JobsOnThreads, ComeBackWithTheStatusOfAFailingAllocation)
         }
         return status;
     });
+}
+
+/// No thread can be started while it lives: none could have a stack of that size.
+class NoMoreThreads
+{
+  public:
+    NoMoreThreads()
+    {
+        pthread_getattr_default_np(&before);
+        pthread_attr_t huge;
+        pthread_attr_init(&huge);
+        EXPECT_EQ(pthread_attr_setstacksize(&huge, std::size_t{1} << 47), 0);
+        EXPECT_EQ(pthread_setattr_default_np(&huge), 0);
+        pthread_attr_destroy(&huge);
+        EXPECT_THROW(std::thread([] {}).join(), std::system_error);
+    }
+    ~NoMoreThreads()
+    {
+        pthread_setattr_default_np(&before);
+        pthread_attr_destroy(&before);
+    }
+    NoMoreThreads(const NoMoreThreads &) = delete;
+    NoMoreThreads &operator=(const NoMoreThreads &) = delete;
+
+  private:
+    pthread_attr_t before;
+};
+
+TEST_P(JobsOnThreads, RunOnTheCallerWhereNoThreadStarts)
+{
+    Log log;
+    Jobs jobs;
+    for (std::int32_t i = 0; i < 10; ++i)
+        ASSERT_EQ(jobs.add(logNumber, i, &log), KMATH_OK);
+    {
+        const NoMoreThreads none;
+        EXPECT_EQ(jobs.dispatch(), KMATH_OK);
+    }
+    EXPECT_EQ(log.numbers.size(), 10u);
+    EXPECT_EQ(log.threads, (std::set{std::this_thread::get_id()}));
+
+    Meeting meeting(GetParam()); // the same group finds its threads once there are some
+    Jobs more;
+    for (std::int32_t i = 0; i < GetParam(); ++i)
+        ASSERT_EQ(more.add(meet, i, &meeting), KMATH_OK);
+    EXPECT_EQ(ksys_jobThreadGroup_dispatchAndWait(&jobs.group, &more.set, &more.results), KMATH_OK);
 }
 
 TEST(JobParams, ReleaseWhatTheyHoldOnce)
