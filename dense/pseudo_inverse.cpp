@@ -31,15 +31,6 @@ kmath_status symmetricEigenvalues(const kmath_nmmatrix &A, kmath_nmmatrix &value
     return frame.leave(implicitQL(d, e, n, nullptr) ? KMATH_OK : KMATH_ERR_SINGULAR);
 }
 
-double largestOnDiagonal(const kmath_nmmatrix &W)
-{
-    double most = W.rows[0][0];
-    for (int i = 1; i < W.nRows; ++i)
-        if (W.rows[i][i] > most)
-            most = W.rows[i][i];
-    return most;
-}
-
 } // namespace
 
 kmath_status kmath_nmmatrix_conditionNumber(const kmath_nmmatrix *A, int32_t method,
@@ -83,7 +74,7 @@ kmath_status kmath_nmmatrix_pseudoInverse(const kmath_nmmatrix *A, double c, kma
 
     TRY(kmath_nmmatrix_decompose(A, &U, &W, &V));
 
-    const double t = largestOnDiagonal(W) / std::sqrt(c);
+    const double t = W.rows[0][0] / std::sqrt(c); // the largest value comes first
     // Deliberate: a vanishing or NaN threshold yields A itself, not its transpose.
     if (!(t >= 1e-9))
         return frame.leave(kmath_nmmatrix_assign(Ainv, A));

@@ -393,6 +393,15 @@ TEST(Decompose, LetsAWeakChainEndInAZero)
     }
 }
 
+// The trailing block of 3, 4 and 5 balances exactly and the rest of the shift underflows.
+TEST(Decompose, GoesWithoutAShiftThatUnderflows)
+{
+    const Matrix A = {{3, 4}, {0, 5}};
+    expectGoodDecomposition(scaledBy(A, -300));
+    expectValues(scaledBy(A, -300),
+                 {std::ldexp(std::sqrt(45.0), -300), std::ldexp(std::sqrt(5.0), -300)});
+}
+
 TEST(Decompose, RefusesAMatrixThatIsNotFinite)
 {
     for (const double bad : {HUGE_VAL, -HUGE_VAL, std::nan("")})
