@@ -2,6 +2,25 @@
  * @file
  * Nonlinear least squares: the Levenberg–Marquardt solver record, its
  * minimization loop and its replaceable strategy functions.
+ *
+ * Minimizes the cost Σ r_k(p)², the sum of the squared residuals without root
+ * or factor ½, over the parameters p. Parameters, residuals, gradient and step
+ * are rows (1 × n); indices are 0-based. The Jacobian is kept transposed, row j
+ * holding the derivatives of all residuals by parameter j. All values have the
+ * caller's units.
+ *
+ * The caller owns the record: kmath_levmarqsolve_construct fills it with
+ * defaults, a setting call gives it the problem, the tuning fields are written
+ * directly, kmath_levmarqsolve_minimize runs, params is read, and
+ * kmath_levmarqsolve_destruct releases its matrices. It holds matrices that
+ * point into themselves, so it is copied by kmath_levmarqsolve_assign, never
+ * bytewise. It keeps the callbacks and userData, which stay the caller's, until
+ * it is set again or destructed.
+ *
+ * Every callback returns a status. A failure ends the call that made it and is
+ * passed out unchanged; an exception passes through, with everything released.
+ * A null record or matrix is an assertion, never a status. Distinct arguments
+ * are distinct records unless a function says otherwise.
  */
 #ifndef KMATH_SOLVERS_H
 #define KMATH_SOLVERS_H
@@ -15,22 +34,96 @@ extern "C" {
 
 typedef struct kmath_levmarqsolve kmath_levmarqsolve;
 
+/**
+ * r(p): evaluates all residuals.
+ *
+ * With useThreads set, the numeric Jacobian calls this and the two other shapes
+ * from several threads at once, each call with a residual row of its own.
+ *
+ * @param[in]  solver     the record that calls; read only
+ * @param[in]  params     1 × nParams
+ * @param[out] residuals  1 × nResiduals, already sized; not to be resized
+ * @param[in]  userData   the record's
+ * @return KMATH_OK, or a failure that ends the calling function
+ */
 typedef kmath_status (*kmath_levmarqsolve_func)(kmath_levmarqsolve *solver,
                                                 const kmath_nmmatrix *params,
                                                 kmath_nmmatrix *residuals, void *userData);
+
+/**
+ * r(p), told which parameter has moved.
+ *
+ * With paramIndex −1 and a null mask every residual is wanted. During a numeric
+ * Jacobian, one parameter has moved by jacobianStep from where the residuals
+ * were last evaluated. The callback may then clear flag k of each residual that
+ * does not depend on it: residual k need not be written, and its derivative is
+ * 0.0. The flags are set to 1 once per Jacobian (once per job on threads), not
+ * per parameter: a cleared flag stays cleared for the parameters that follow
+ * until the callback sets it again.
+ *
+ * @param[in]     solver        the record that calls; read only
+ * @param[in]     params        1 × nParams
+ * @param[out]    residuals     1 × nResiduals, already sized; not to be resized
+ * @param[in]     paramIndex    the moved parameter, 0 … nParams − 1, or −1
+ * @param[in,out] residualMask  nResiduals flags, or null
+ * @param[in]     userData      the record's
+ * @return KMATH_OK, or a failure that ends the calling function
+ */
 typedef kmath_status (*kmath_levmarqsolve_funcI)(kmath_levmarqsolve *solver,
                                                  const kmath_nmmatrix *params,
                                                  kmath_nmmatrix *residuals, int32_t paramIndex,
                                                  int32_t *residualMask, void *userData);
+
+/**
+ * r(p), told which parameter has moved and which job calls.
+ *
+ * As kmath_levmarqsolve_funcI, with a job number for scratch storage per job:
+ * no two calls with the same number run at once. It is 0 in a full evaluation
+ * and in a Jacobian on one thread.
+ *
+ * @param[in]     solver        the record that calls; read only
+ * @param[in]     params        1 × nParams
+ * @param[out]    residuals     1 × nResiduals, already sized; not to be resized
+ * @param[in]     paramIndex    the moved parameter, 0 … nParams − 1, or −1
+ * @param[in,out] residualMask  nResiduals flags, or null
+ * @param[in]     jobIndex      0 … jobs − 1
+ * @param[in]     userData      the record's
+ * @return KMATH_OK, or a failure that ends the calling function
+ */
 typedef kmath_status (*kmath_levmarqsolve_funcIJ)(kmath_levmarqsolve *solver,
                                                   const kmath_nmmatrix *params,
                                                   kmath_nmmatrix *residuals, int32_t paramIndex,
                                                   int32_t *residualMask, int32_t jobIndex,
                                                   void *userData);
+
+/**
+ * J, r·Jᵀ and J·Jᵀ at p, with J in the record's transposed layout.
+ *
+ * @param[in]  solver        the record that calls
+ * @param[in]  params        1 × nParams
+ * @param[in]  residuals     1 × nResiduals, evaluated at params
+ * @param[out] jacobian      nParams × nResiduals; sized if allocJacobian was set
+ * @param[out] gradient      1 × nParams
+ * @param[out] normalMatrix  nParams × nParams
+ * @param[in]  userData      the record's
+ * @return KMATH_OK, or a failure that ends the calling function
+ */
 typedef kmath_status (*kmath_levmarqsolve_jacobianFunc)(
     kmath_levmarqsolve *solver, const kmath_nmmatrix *params, const kmath_nmmatrix *residuals,
     kmath_nmmatrix *jacobian, kmath_nmmatrix *gradient, kmath_nmmatrix *normalMatrix,
     void *userData);
+
+/**
+ * Solves (N + λI)·δ = g for the step δ, which is then subtracted from p.
+ *
+ * @param[in]     solver        the record that calls
+ * @param[in,out] normalMatrix  N, nParams × nParams; unchanged on return
+ * @param[in]     gradient      g, 1 × nParams
+ * @param[out]    step          δ, 1 × nParams
+ * @param[in]     lambda        λ
+ * @param[in]     userData      the record's
+ * @return KMATH_OK, or a failure that ends the calling function
+ */
 typedef kmath_status (*kmath_levmarqsolve_searchDirFunc)(kmath_levmarqsolve *solver,
                                                          kmath_nmmatrix *normalMatrix,
                                                          const kmath_nmmatrix *gradient,
@@ -67,34 +160,187 @@ struct kmath_levmarqsolve {
     void *userData;                /**< handed to every callback */
 };
 
+/**
+ * A record with the default tuning, no system and empty matrices.
+ *
+ * decreaseTolerance and costTolerance 1e-15, lambda 0.01, maxIterations 100,
+ * jacobianStep 1e-8, maxConditionNumber 1e20, maxTries 15; compJacobian and
+ * compSearchDir are the library's own; everything else is 0 or null.
+ *
+ * @param[out] solver  the record, in storage of the caller
+ * @return KMATH_OK
+ */
 KMATH_API kmath_status kmath_levmarqsolve_construct(kmath_levmarqsolve *solver);
+
+/**
+ * Releases the record's matrices and leaves them empty.
+ *
+ * @param[in,out] solver  a constructed record
+ * @return KMATH_OK
+ */
 KMATH_API kmath_status kmath_levmarqsolve_destruct(kmath_levmarqsolve *solver);
+
+/**
+ * destination = source: tuning, callbacks, userData and all matrices.
+ *
+ * A failure leaves what came before it copied: scalars and callbacks come first,
+ * then params, then allocJacobian and userData, then the other matrices in the
+ * order of the record.
+ *
+ * @param[in,out] destination  a constructed record; may be source
+ * @param[in]     source       a constructed record
+ * @return KMATH_OK, or the status of a failing allocation
+ */
 KMATH_API kmath_status kmath_levmarqsolve_assign(kmath_levmarqsolve *destination,
                                                  const kmath_levmarqsolve *source);
+
+/**
+ * Sets the system: callback, sizes, initial parameters and work matrices.
+ *
+ * The callback replaces one of any shape that was set before; compSearchDir and
+ * the tuning fields stay. Bad sizes are refused before anything is stored. After
+ * a failing allocation the system is stored and the matrices are partly sized.
+ *
+ * @param[in,out] solver         a constructed record
+ * @param[in]     func           residuals; must not be null once residuals are evaluated
+ * @param[in]     compJacobian   Jacobian function, stored as given;
+ *                               kmath_levmarqsolve_compnumericjacob for numeric derivatives
+ * @param[in]     nResiduals     ≥ 1
+ * @param[in]     nParams        ≥ 1
+ * @param[in]     initialParams  1 × nParams, copied; may be a matrix of the record
+ * @param[in]     allocJacobian  non-zero: size the Jacobian, as the numeric one needs it
+ * @param[in]     userData       handed to every callback; may be null
+ * @return KMATH_OK; KMATH_ERR_BAD_DIMENSIONS for a count below 1 or initial parameters
+ *         that are not 1 × nParams; or the status of a failing allocation
+ */
 KMATH_API kmath_status kmath_levmarqsolve_setSys(kmath_levmarqsolve *solver,
                                                  kmath_levmarqsolve_func func,
                                                  kmath_levmarqsolve_jacobianFunc compJacobian,
                                                  int32_t nResiduals, int32_t nParams,
                                                  const kmath_nmmatrix *initialParams,
                                                  int32_t allocJacobian, void *userData);
+
+/**
+ * kmath_levmarqsolve_setSys with an indexed callback.
+ *
+ * @param[in,out] solver         a constructed record
+ * @param[in]     funcI          residuals; must not be null once residuals are evaluated
+ * @param[in]     compJacobian   Jacobian function, stored as given
+ * @param[in]     nResiduals     ≥ 1
+ * @param[in]     nParams        ≥ 1
+ * @param[in]     initialParams  1 × nParams, copied; may be a matrix of the record
+ * @param[in]     allocJacobian  non-zero: size the Jacobian
+ * @param[in]     userData       handed to every callback; may be null
+ * @return as kmath_levmarqsolve_setSys
+ */
 KMATH_API kmath_status kmath_levmarqsolve_setSysI(kmath_levmarqsolve *solver,
                                                   kmath_levmarqsolve_funcI funcI,
                                                   kmath_levmarqsolve_jacobianFunc compJacobian,
                                                   int32_t nResiduals, int32_t nParams,
                                                   const kmath_nmmatrix *initialParams,
                                                   int32_t allocJacobian, void *userData);
+
+/**
+ * kmath_levmarqsolve_setSys with an indexed callback that is told its job.
+ *
+ * @param[in,out] solver         a constructed record
+ * @param[in]     funcIJ         residuals; must not be null once residuals are evaluated
+ * @param[in]     compJacobian   Jacobian function, stored as given
+ * @param[in]     nResiduals     ≥ 1
+ * @param[in]     nParams        ≥ 1
+ * @param[in]     initialParams  1 × nParams, copied; may be a matrix of the record
+ * @param[in]     allocJacobian  non-zero: size the Jacobian
+ * @param[in]     userData       handed to every callback; may be null
+ * @return as kmath_levmarqsolve_setSys
+ */
 KMATH_API kmath_status kmath_levmarqsolve_setSysIJ(kmath_levmarqsolve *solver,
                                                    kmath_levmarqsolve_funcIJ funcIJ,
                                                    kmath_levmarqsolve_jacobianFunc compJacobian,
                                                    int32_t nResiduals, int32_t nParams,
                                                    const kmath_nmmatrix *initialParams,
                                                    int32_t allocJacobian, void *userData);
+
+/**
+ * Moves params to a local minimum of the cost Σ r_k².
+ *
+ * Each iteration takes the Jacobian at params and tries steps p − δ(λ). A try
+ * that raises the cost is undone and multiplies λ by 10; any other multiplies it
+ * by 0.1; the first with a cost at or below the present one is accepted. A NaN
+ * cost neither raises nor is accepted: the next try goes on from its parameters.
+ *
+ * Ends with KMATH_OK, params the last accepted ones and lambda updated, when
+ * - the cost is not above costTolerance², a NaN cost included: *finalCost is that cost;
+ * - a step changes the cost by less than decreaseTolerance²: *finalCost is the new cost;
+ * - maxIterations iterations are done: *finalCost is the cost of params;
+ * - an iteration has made maxTries tries: *finalCost is the cost of the last try, even
+ *   of a rejected one, and a last try that succeeded is not taken into params.
+ *
+ * With maxTries ≤ 0 an iteration goes on until a try is accepted; after 1000, when
+ * the damping has run through the range of a double, it ends as at the cap.
+ * Convergence is not reported otherwise. residuals holds the last evaluation. A
+ * second call starts from the lambda that the first left. On a failure lambda and
+ * *finalCost are not written and params are the last accepted ones.
+ *
+ * @param[in,out] solver     a record with a system
+ * @param[out]    finalCost  cost as above, square of the residuals' unit
+ * @return KMATH_OK; KMATH_ERR_BAD_DIMENSIONS without a system (nResiduals or nParams
+ *         below 1); KMATH_ERR_FAILED when an iteration finds compJacobian or
+ *         compSearchDir null; or the failure of a callback or of a matrix operation
+ * @see Marquardt, An algorithm for least-squares estimation of nonlinear parameters,
+ *      SIAM J. Appl. Math. 11 (1963); Nocedal & Wright, Numerical Optimization, §10.3
+ */
 KMATH_API kmath_status kmath_levmarqsolve_minimize(kmath_levmarqsolve *solver, double *finalCost);
+
+/**
+ * Step δ of the damped normal equations (N + λI)·δ = g.
+ *
+ * By kmath_nmmatrix_solve with the record's maxConditionNumber; if that fails for
+ * whatever reason, by kmath_nmmatrix_pseudoSolve. λ is added to the diagonal of N
+ * and subtracted again, so N comes back up to rounding. It comes back damped when
+ * the fallback fails.
+ *
+ * @param[in]     solver        maxConditionNumber is read
+ * @param[in,out] normalMatrix  N, n × n
+ * @param[in]     gradient      g, 1 × n; may be step
+ * @param[out]    step          δ, 1 × n, resized
+ * @param[in]     lambda        λ
+ * @param[in]     userData      not used
+ * @return KMATH_OK, or the status of the failing fallback: KMATH_ERR_SINGULAR for a
+ *         damped matrix that is not finite, KMATH_ERR_BAD_DIMENSIONS for shapes that
+ *         do not fit, or that of a failing allocation
+ * @see kmath_nmmatrix_solve, kmath_nmmatrix_pseudoSolve
+ */
 KMATH_API kmath_status kmath_levmarqsolve_compSearchDirLinSys(kmath_levmarqsolve *solver,
                                                               kmath_nmmatrix *normalMatrix,
                                                               const kmath_nmmatrix *gradient,
                                                               kmath_nmmatrix *step, double lambda,
                                                               void *userData);
+
+/**
+ * Forward-difference Jacobian J(j, k) = (r_k(p + h·e_j) − r_k(p))·(1/h), h = jacobianStep.
+ *
+ * One evaluation of the residuals per parameter, on a copy of params, through the
+ * callback and userData of the record; then gradient r·Jᵀ and normal matrix J·Jᵀ.
+ *
+ * With useThreads set, the parameters are spread over as many jobs as the job
+ * library offers threads, at most one per parameter: job i of n takes a block of
+ * nParams/n neighbouring parameters, or with interleaveColumns i, i + n, i + 2n, ….
+ * The callback then runs on several threads at once. The result has the bits of
+ * the serial one, as long as the callback sets every mask flag that it relies on.
+ *
+ * @param[in]  solver        a record with a system
+ * @param[in]  params        1 × nParams
+ * @param[in]  residuals     1 × nResiduals, evaluated at params
+ * @param[out] jacobian      nParams × nResiduals, not resized (see allocJacobian)
+ * @param[out] gradient      1 × nParams, resized
+ * @param[out] normalMatrix  nParams × nParams, resized
+ * @param[in]  userData      not used: the callback is given the record's
+ * @return KMATH_OK; KMATH_ERR_BAD_DIMENSIONS without a system, for params, residuals
+ *         or jacobian of another shape, or for a callback that reshapes its residuals;
+ *         the status of a failing callback, on threads that of the first failing
+ *         job; or that of a failing allocation
+ * @see Dennis & Schnabel, Numerical Methods for Unconstrained Optimization, §5.4
+ */
 KMATH_API kmath_status kmath_levmarqsolve_compnumericjacob(
     kmath_levmarqsolve *solver, const kmath_nmmatrix *params, const kmath_nmmatrix *residuals,
     kmath_nmmatrix *jacobian, kmath_nmmatrix *gradient, kmath_nmmatrix *normalMatrix,

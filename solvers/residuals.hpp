@@ -1,0 +1,30 @@
+// How the solvers evaluate residuals: through whichever of the three callbacks is set.
+#pragma once
+
+#include <kmath/solvers.h>
+
+#include <cstdint>
+
+namespace kmath
+{
+
+/// What an indexed callback is told; by default that every residual is wanted.
+struct Evaluation {
+    std::int32_t paramIndex = -1;
+    std::int32_t *residualMask = nullptr;
+    std::int32_t jobIndex = 0;
+};
+
+inline kmath_status evaluateResiduals(kmath_levmarqsolve &solver, const kmath_nmmatrix &params,
+                                      kmath_nmmatrix &residuals, const Evaluation &at = {})
+{
+    if (solver.func)
+        return solver.func(&solver, &params, &residuals, solver.userData);
+    if (solver.funcI)
+        return solver.funcI(&solver, &params, &residuals, at.paramIndex, at.residualMask,
+                            solver.userData);
+    return solver.funcIJ(&solver, &params, &residuals, at.paramIndex, at.residualMask, at.jobIndex,
+                         solver.userData);
+}
+
+} // namespace kmath
