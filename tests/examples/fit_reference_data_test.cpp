@@ -174,6 +174,55 @@ TEST_F(FitReferenceData, PrintsOneLineAFitThatAgreesWithItsClosingLine)
               std::string::npos);
 }
 
+// The rows of a set in the second table, without their times.
+Lines careful(const std::string &out, const std::string &set)
+{
+    Lines rows;
+    const Lines lines = linesOf(out.substr(out.find("with care: exact")));
+    for (const std::string &line : lines) {
+        std::smatch field;
+        if (std::regex_match(line, field, row) && field[1] == set)
+            rows.push_back(field[5].str() + field[6].str() + ' ' + field[10].str());
+    }
+    return rows;
+}
+
+TEST_F(FitReferenceData, CountsDigitsAgainstTheCertifiedValueOfTheFile)
+{
+    // b1 moved by 1 in its fifth digit, a relative error of 1e-3 / 72.46 = 10^-4.86
+    spoil("rat42.csv", [](Lines &lines) {
+        std::string &b1 = lines.at(10);
+        ASSERT_NE(b1.find(",7.2462237576E+01,"), std::string::npos);
+        b1.replace(b1.find("7.2462"), 6, "7.2463");
+    });
+    const std::string out = runOnData(withoutGnuplot).out;
+    EXPECT_EQ(careful(out, "Rat42"), (Lines{"4.9* 8.0565229338E+00", "4.9* 8.0565229338E+00"}));
+    EXPECT_EQ(careful(out, "Thurber").size(), 2u);
+    EXPECT_NE(out.find("with care: 24 of 26"), std::string::npos);
+}
+
+TEST_F(FitReferenceData, TakesExchangeableTermsInAnyOrder)
+{
+    const Lines rows = careful(runOnData(withoutGnuplot).out, "Lanczos3");
+    ASSERT_EQ(rows.size(), 2u);
+    // b1 b2 change places with b5 b6, in the certified columns only
+    spoil("lanczos3.csv", [](Lines &lines) {
+        const auto certified = [&](size_t j) {
+            size_t at = 0;
+            for (int comma = 0; comma < 3; ++comma)
+                at = lines.at(9 + j).find(',', at) + 1;
+            return std::pair(at, lines.at(9 + j).substr(at));
+        };
+        for (const size_t j : {size_t{1}, size_t{2}}) {
+            const auto [here, first] = certified(j);
+            const auto [there, second] = certified(j + 4);
+            lines[9 + j].replace(here, std::string::npos, second);
+            lines[13 + j].replace(there, std::string::npos, first);
+        }
+    });
+    EXPECT_EQ(careful(runOnData(withoutGnuplot).out, "Lanczos3"), rows);
+}
+
 TEST_F(FitReferenceData, SaysWhatToInstallWhereGnuplotIsMissing)
 {
     const Outcome outcome = runOnData(withoutGnuplot);
