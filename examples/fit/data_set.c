@@ -95,22 +95,22 @@ static bool toNumber(const Reader *in, const char *field, const char *what, doub
     return true;
 }
 
-/* Reads the line "key,value". */
-static bool readEntry(Reader *in, const char *key, char **value)
+/* The value of the line "key,value", or null. */
+static const char *readEntry(Reader *in, const char *key)
 {
     char *fields[2];
     if (!nextLine(in, key) || !split(in, in->text, 2, fields, key))
-        return false;
-    if (strcmp(fields[0], key) != 0)
-        return complain(in, "expected '%s', found '%s'", key, fields[0]);
-    *value = fields[1];
-    return true;
+        return NULL;
+    if (strcmp(fields[0], key) == 0)
+        return fields[1];
+    complain(in, "expected '%s', found '%s'", key, fields[0]);
+    return NULL;
 }
 
 static bool readText(Reader *in, const char *key, char *text)
 {
-    char *value;
-    if (!readEntry(in, key, &value))
+    const char *value = readEntry(in, key);
+    if (value == NULL)
         return false;
     if (strlen(value) >= TEXT_SIZE)
         return complain(in, "%s is longer than %d characters", key, TEXT_SIZE - 1);
@@ -120,8 +120,8 @@ static bool readText(Reader *in, const char *key, char *text)
 
 static bool readReal(Reader *in, const char *key, double *number)
 {
-    char *value;
-    return readEntry(in, key, &value) && toNumber(in, value, key, number);
+    const char *value = readEntry(in, key);
+    return value != NULL && toNumber(in, value, key, number);
 }
 
 static bool readCount(Reader *in, const char *key, int32_t *count)
