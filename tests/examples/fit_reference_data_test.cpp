@@ -399,6 +399,8 @@ struct Fault {
     const char *complaint; // after "file:"
 };
 
+void PrintTo(const Fault &fault, std::ostream *out) { *out << fault.file; }
+
 // Replaces the numbered line, counted from 1 as in messages.
 std::function<void(Lines &)> line(size_t number, const char *text)
 {
