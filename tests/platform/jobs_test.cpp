@@ -306,31 +306,73 @@ TEST_P(JobsOnThreads, MayDispatchJobsThemselves)
     EXPECT_EQ(nest.log.numbers.size(), 30u);
 }
 
+/// One third, worked out at the same time on every thread.
+struct Thirds {
+    std::atomic<int> missing;
+    std::array<double, 8> value;
+};
+
+kmath_status divide(const ksys_jobParams *params)
+{
+    const Record &record = recordOf(params);
+    Thirds &thirds = *static_cast<Thirds *>(record.shared);
+    --thirds.missing;
+    while (thirds.missing > 0)
+        std::this_thread::yield();
+    volatile double one = 1.0, three = 3.0;
+    thirds.value[static_cast<std::size_t>(record.number)] = one / three;
+    return KMATH_OK;
+}
+
 TEST_P(JobsOnThreads, RoundAsTheCallerDoes)
 {
-    struct Third {
-        std::array<double, 8> value;
-    } third;
+    Thirds thirds = {};
     Jobs jobs;
-    for (std::int32_t i = 0; i < 8; ++i)
-        ASSERT_EQ(jobs.add(
-                      [](const ksys_jobParams *params) {
-                          const Record &record = recordOf(params);
-                          Third &result = *static_cast<Third *>(record.shared);
-                          volatile double one = 1.0, three = 3.0;
-                          result.value[static_cast<std::size_t>(record.number)] = one / three;
-                          return KMATH_OK;
-                      },
-                      i, &third),
-                  KMATH_OK);
+    for (std::int32_t i = 0; i < GetParam(); ++i)
+        ASSERT_EQ(jobs.add(divide, i, &thirds), KMATH_OK);
+    thirds.missing = GetParam();
     EXPECT_EQ(jobs.dispatch(), KMATH_OK);
-    const double nearest = third.value[0];
+    const double nearest = thirds.value[0];
+
+    thirds.missing = GetParam();
     std::fesetround(FE_UPWARD);
-    const kmath_status status = jobs.dispatch();
+    const kmath_status status = jobs.dispatch(); // on the threads that are there already
     std::fesetround(FE_TONEAREST);
     EXPECT_EQ(status, KMATH_OK);
-    for (const double value : third.value)
-        EXPECT_EQ(value, std::nextafter(nearest, 1.0));
+    for (std::size_t i = 0; i < static_cast<std::size_t>(GetParam()); ++i)
+        EXPECT_EQ(thirds.value[i], std::nextafter(nearest, 1.0)) << i;
+}
+
+/// Throws only when the jobs with higher numbers have long thrown.
+kmath_status throwLate(const ksys_jobParams *params)
+{
+    auto &others = *static_cast<std::atomic<int> *>(recordOf(params).shared);
+    while (others > 0)
+        std::this_thread::yield();
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    throw recordOf(params).number;
+}
+
+kmath_status throwEarly(const ksys_jobParams *params)
+{
+    --*static_cast<std::atomic<int> *>(recordOf(params).shared);
+    throw recordOf(params).number;
+}
+
+TEST(JobThreadGroup, HandsOverTheExceptionOfTheLowestNumberThoughItCameLast)
+{
+    const ThreadCount three(3);
+    std::atomic<int> others = 5;
+    Jobs jobs;
+    ASSERT_EQ(jobs.add(throwLate, 0, &others), KMATH_OK);
+    for (std::int32_t i = 1; i <= 5; ++i)
+        ASSERT_EQ(jobs.add(throwEarly, i, &others), KMATH_OK);
+    try {
+        jobs.dispatch();
+        FAIL() << "nothing was thrown";
+    } catch (std::int32_t number) {
+        EXPECT_EQ(number, 0);
+    }
 }
 
 TEST_P(JobsOnThreads, ServeFewerThreadsAfterMore)

@@ -201,3 +201,7 @@ ThreadCount::ThreadCount(std::int32_t threads) { threadCount = threads; }
 ThreadCount::~ThreadCount() { threadCount = 0; }
 
 } // namespace support
+
+// The sanitizers stop at an allocation that cannot be had unless they are told that this is wanted.
+extern "C" const char *__asan_default_options() { return "allocator_may_return_null=1"; }
+extern "C" const char *__tsan_default_options() { return "allocator_may_return_null=1"; }
