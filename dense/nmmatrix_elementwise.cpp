@@ -62,6 +62,9 @@ kmath_status kmath_nmmatrix_submat(kmath_nmmatrix *a, const kmath_nmmatrix *b)
         return KMATH_ERR_BAD_DIMENSIONS;
     if (hasLostStorage(*b))
         return KMATH_ERR_NO_MEMORY;
+    // Of two empty matrices of the same shape one may have a row table and the other none.
+    if (flatCount(*a) == 0)
+        return KMATH_OK;
     const Kernels &kernel = kernels();
     const Block A = block(*a);
     for (int i = 0; i < A.rows; ++i)

@@ -290,6 +290,21 @@ TEST(NmmatrixElementwise, DoNothingToAnEmptyMatrix)
     EXPECT_EQ(start[0], 1.0);
 }
 
+// 3×0 by resize lies inside the record and has a row table, by resize_noClear it has none.
+TEST(NmmatrixElementwise, DoNothingToEmptyMatricesOfWhichOneHasNoRowTable)
+{
+    Matrix inside(3, 0);
+    Matrix nowhere;
+    ASSERT_EQ(kmath_nmmatrix_resize_noClear(&nowhere, 3, 0), KMATH_OK);
+    ASSERT_NE(inside->rows, nullptr);
+    ASSERT_EQ(nowhere->rows, nullptr);
+    expectHarmless(nowhere);
+    for (const auto combine : {kmath_nmmatrix_addmat, kmath_nmmatrix_submat}) {
+        EXPECT_EQ(combine(&inside, &nowhere), KMATH_OK);
+        EXPECT_EQ(combine(&nowhere, &inside), KMATH_OK);
+    }
+}
+
 TEST(NmmatrixElementwise, DoNothingToAMatrixWithoutStorage)
 {
     Matrix lost;
