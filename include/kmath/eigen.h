@@ -41,7 +41,8 @@ extern "C" {
  * @param[out] values   the n eigenvalues, in the order in which they are found
  * @param[out] vectors  n × n, column i is the unit eigenvector of values[i]; may be A
  * @return KMATH_OK, KMATH_ERR_BAD_DIMENSIONS if A is not square, KMATH_ERR_SINGULAR if an
- *         eigenvalue is not found, as with a NaN, or the status of a failing allocation
+ *         eigenvalue is not found, as in most matrices that are not finite, or the status of
+ *         a failing allocation
  * @see Wilkinson & Reinsch, Handbook for Automatic Computation II, II/2 and II/4
  */
 KMATH_API kmath_status kmath_nmmatrix_symEigenvalues(const kmath_nmmatrix *A, kstd_vectord *values,
@@ -50,7 +51,8 @@ KMATH_API kmath_status kmath_nmmatrix_symEigenvalues(const kmath_nmmatrix *A, ks
  * A·x = λ·x: the complex eigenvalues of a general real matrix.
  *
  * Elimination to upper Hessenberg form, then QR with double shifts. The matrix
- * is first divided by a power of two, so that its magnitude does not matter.
+ * is first divided by a power of two, so that its magnitude does not matter;
+ * elements below about 1e-308 of the largest one are lost by that.
  * Balancing scales rows and columns by powers of two, A → D⁻¹·A·D, until their
  * norms are alike; it helps where elements of A differ widely in magnitude.
  *

@@ -205,7 +205,8 @@ KMATH_API kmath_status kmath_matrix3_invMapPoint(const kmath_matrix3 *m, const k
  *
  * Refused as singular are a determinant within 1e-150 of 0, and any matrix whose inverse
  * would have an element above 1e15 in magnitude. The bounds are absolute: in other units
- * the same matrix may pass or fail.
+ * the same matrix may pass or fail. Nothing is scaled on the way: where products of the
+ * elements overflow, m is refused or its inverse holds zeros or NaN.
  *
  * @param[in]  m  any; one with a NaN element passes and has NaN in its inverse
  * @param[out] r  may be m; untouched on failure

@@ -2,6 +2,29 @@
  * @file
  * The dense matrix and the n-vector: life cycle, element-wise operations,
  * products, factorisations and singular values.
+ *
+ * Matrices are row-major, rows and columns count from 0. The caller owns every
+ * record: it constructs one in place before its first use, and destructs it to
+ * give back what the record owns. Up to 16 elements in at most 6 rows live inside
+ * the record and never touch the heap; more take one block of elements and one
+ * row table. Outputs are constructed by the caller and resized here as needed.
+ *
+ * Inputs come first and the result last; assign, the constructors and the
+ * operations in place begin with the object that they change. Which results may
+ * be operands is said with each function. Sums of products and squares run over
+ * the index upwards from 0.0, with the same bits on every machine. A null record
+ * is an assertion, never a status, and the function then carries on.
+ *
+ * A matrix that shrank by kmath_nmmatrix_resize_noClear keeps the row stride that
+ * it had. Functions of which it is said that they walk the storage flat then see
+ * the first nRows × nCols doubles stored from rows[0], not the rectangle; all
+ * others go through the row pointers.
+ *
+ * A matrix or vector whose allocation failed has its new shape and no storage. It
+ * may be destructed, and resized even to the same shape, which asks for memory
+ * again. In-place operations leave it as it is; to read it into another object is
+ * KMATH_ERR_NO_MEMORY. An allocation of more than PTRDIFF_MAX bytes fails without
+ * being asked for.
  */
 #ifndef KMATH_NMMATRIX_H
 #define KMATH_NMMATRIX_H
@@ -36,49 +59,277 @@ typedef struct kmath_nvector {
 
 /* Life cycle. */
 
+/**
+ * An empty matrix, 0 × 0 without storage.
+ *
+ * @param[out] matrix  taken as raw memory; its inline areas stay as they are
+ * @return KMATH_OK
+ */
 KMATH_API kmath_status kmath_nmmatrix_construct(kmath_nmmatrix *matrix);
+
+/**
+ * A matrix of zeros.
+ *
+ * @param[out] matrix  taken as raw memory; not written at all for a negative size, and empty after
+ *                     a failing allocation
+ * @param[in]  rows    ≥ 0
+ * @param[in]  cols    ≥ 0
+ * @return KMATH_OK, KMATH_ERR_NEGATIVE_SIZE, or the status of a failing allocation
+ */
 KMATH_API kmath_status kmath_nmmatrix_constructRowsCols(kmath_nmmatrix *matrix, int32_t rows,
                                                         int32_t cols);
+
+/**
+ * A matrix with all elements equal.
+ *
+ * @param[out] matrix  as by kmath_nmmatrix_constructRowsCols
+ * @param[in]  rows    ≥ 0
+ * @param[in]  cols    ≥ 0
+ * @param[in]  value   of every element, any
+ * @return as kmath_nmmatrix_constructRowsCols
+ */
 KMATH_API kmath_status kmath_nmmatrix_constructRowsColsVal(kmath_nmmatrix *matrix, int32_t rows,
                                                            int32_t cols, double value);
+
+/**
+ * The 6 × 6 matrix of the elements of source, widened to doubles.
+ *
+ * @param[out] matrix  taken as raw memory; empty after a failing allocation
+ * @param[in]  source  any
+ * @return KMATH_OK, or the status of a failing allocation
+ */
 KMATH_API kmath_status kmath_nmmatrix_constructMatrix6F(kmath_nmmatrix *matrix,
                                                         const kmath_matrix6F *source);
+
+/**
+ * The 6 × 1 column of the components of source, widened to doubles.
+ *
+ * @param[out] matrix  taken as raw memory; 6 × 1 inside the record
+ * @param[in]  source  any
+ * @return KMATH_OK
+ */
 KMATH_API kmath_status kmath_nmmatrix_constructVect6F(kmath_nmmatrix *matrix,
                                                       const kmath_vect6F *source);
+
+/**
+ * A copy of a matrix, in storage of its own.
+ *
+ * @param[out] matrix  taken as raw memory, not source; empty after a failure
+ * @param[in]  source  m × n
+ * @return KMATH_OK, KMATH_ERR_NO_MEMORY for a source whose allocation failed, or the status of a
+ *         failing allocation
+ * @see kmath_nmmatrix_assign
+ */
 KMATH_API kmath_status kmath_nmmatrix_constructCopy(kmath_nmmatrix *matrix,
                                                     const kmath_nmmatrix *source);
+
+/**
+ * Gives back the storage.
+ *
+ * @param[in,out] matrix  empty afterwards, as after construct: it may be used again, or be
+ *                        destructed again
+ * @return KMATH_OK
+ */
 KMATH_API kmath_status kmath_nmmatrix_destruct(kmath_nmmatrix *matrix);
 
 /* Shape and copy. */
 
+/**
+ * Gives the matrix another shape, filled with zeros.
+ *
+ * The same shape is kept with its elements and costs nothing.
+ *
+ * @param[in,out] matrix  rows × cols afterwards; unchanged for a negative size, and without storage
+ *                        after a failing allocation
+ * @param[in]     rows    ≥ 0
+ * @param[in]     cols    ≥ 0
+ * @return KMATH_OK, KMATH_ERR_NEGATIVE_SIZE, or the status of a failing allocation
+ */
 KMATH_API kmath_status kmath_nmmatrix_resize(kmath_nmmatrix *matrix, int32_t rows, int32_t cols);
+
+/**
+ * Shrinks the matrix to its top left corner without moving it, or takes new storage.
+ *
+ * A shape that fits into the old one keeps the storage and its row stride: element (i, j) keeps its
+ * value, and the elements are no longer one contiguous run. To have them contiguous again, assign
+ * the matrix to another one. Any other shape loses the elements and takes zeros on the heap, even
+ * where it would fit inside the record.
+ *
+ * @param[in,out] matrix  rows × cols afterwards; unchanged for a negative size, and without storage
+ *                        after a failing allocation
+ * @param[in]     rows    ≥ 0
+ * @param[in]     cols    ≥ 0
+ * @return KMATH_OK, KMATH_ERR_NEGATIVE_SIZE, or the status of a failing allocation
+ */
 KMATH_API kmath_status kmath_nmmatrix_resize_noClear(kmath_nmmatrix *matrix, int32_t rows,
                                                      int32_t cols);
+
+/**
+ * destination = source.
+ *
+ * @param[in,out] destination  resized if its shape differs, else overwritten in place; may be
+ *                             source
+ * @param[in]     source       m × n
+ * @return KMATH_OK, KMATH_ERR_NO_MEMORY for a source whose allocation failed, with destination
+ *         unchanged, or the status of a failing allocation
+ */
 KMATH_API kmath_status kmath_nmmatrix_assign(kmath_nmmatrix *destination,
                                              const kmath_nmmatrix *source);
+
+/**
+ * destination = sourceᵀ.
+ *
+ * @param[in]  source       m × n
+ * @param[out] destination  n × m, resized if its shape differs; must not be source
+ * @return KMATH_OK; KMATH_ERR_ALIASED if destination is source, or KMATH_ERR_NO_MEMORY for a source
+ *         whose allocation failed, with destination unchanged; or the status of a failing
+ *         allocation
+ */
 KMATH_API kmath_status kmath_nmmatrix_transpose(const kmath_nmmatrix *source,
                                                 kmath_nmmatrix *destination);
+
+/**
+ * equal = (a and b have the same shape, and no |a(i, j) − b(i, j)| exceeds the tolerance).
+ *
+ * Empty matrices of the same shape are equal. Both storages are walked flat. A difference that is
+ * NaN exceeds nothing, so a NaN equals any number, and an infinity its like.
+ *
+ * @param[in]  a          m × n
+ * @param[in]  b          m × n, or of another shape
+ * @param[in]  tolerance  in the unit of the elements; the bound itself counts as equal, and no
+ *                        difference exceeds NaN
+ * @param[out] equal      1 or 0; 0 where one alone has lost its storage
+ * @return KMATH_OK
+ */
 KMATH_API kmath_status kmath_nmmatrix_compareEqual(const kmath_nmmatrix *a, const kmath_nmmatrix *b,
                                                    double tolerance, int32_t *equal);
 
-/* Element-wise operations and reductions. */
+/* Element-wise operations and reductions; none allocates, and an empty matrix stays as it is. */
 
+/**
+ * Every element = value.
+ *
+ * @param[in,out] matrix  m × n
+ * @param[in]     value   any
+ * @return KMATH_OK
+ */
 KMATH_API kmath_status kmath_nmmatrix_set(kmath_nmmatrix *matrix, double value);
+
+/**
+ * Adds value to each element (i, i), i < min(m, n).
+ *
+ * @param[in,out] matrix  m × n
+ * @param[in]     value   any
+ * @return KMATH_OK
+ */
 KMATH_API kmath_status kmath_nmmatrix_adddiag(kmath_nmmatrix *matrix, double value);
+
+/**
+ * Multiplies every element by the factor. Walks the storage flat.
+ *
+ * @param[in,out] matrix  m × n
+ * @param[in]     factor  any
+ * @return KMATH_OK
+ */
 KMATH_API kmath_status kmath_nmmatrix_scale(kmath_nmmatrix *matrix, double factor);
+
+/**
+ * Adds a number to every element. Walks the storage flat.
+ *
+ * @param[in,out] matrix  m × n
+ * @param[in]     value   any
+ * @return KMATH_OK
+ */
 KMATH_API kmath_status kmath_nmmatrix_add(kmath_nmmatrix *matrix, double value);
+
+/**
+ * a += b. Walks both storages flat.
+ *
+ * @param[in,out] a  m × n
+ * @param[in]     b  m × n; may be a
+ * @return KMATH_OK; KMATH_ERR_BAD_DIMENSIONS if the shapes differ, or KMATH_ERR_NO_MEMORY for a b
+ *         whose allocation failed, with a unchanged
+ */
 KMATH_API kmath_status kmath_nmmatrix_addmat(kmath_nmmatrix *a, const kmath_nmmatrix *b);
+
+/**
+ * a −= b. Unlike addmat it goes through the row pointers.
+ *
+ * @param[in,out] a  m × n
+ * @param[in]     b  m × n; may be a
+ * @return as kmath_nmmatrix_addmat
+ */
 KMATH_API kmath_status kmath_nmmatrix_submat(kmath_nmmatrix *a, const kmath_nmmatrix *b);
+
+/**
+ * sum = Σ a(i, j)², the square of the Frobenius norm: no root is taken. Walks the storage flat.
+ *
+ * @param[in]  matrix  m × n
+ * @param[out] sum     in the square of the elements' unit; 0 for an empty matrix
+ * @return KMATH_OK
+ */
 KMATH_API kmath_status kmath_nmmatrix_fnorm2(const kmath_nmmatrix *matrix, double *sum);
 
-/* Products. */
+/*
+ * Products.
+ *
+ * A result of the right shape keeps its storage and is overwritten; another one is resized first.
+ * Where there are no terms, as in (m × 0)·(0 × n), the result is zero. A refusal leaves the result
+ * unchanged: KMATH_ERR_BAD_DIMENSIONS for shapes that do not match comes before KMATH_ERR_ALIASED
+ * for a result that is an operand, and this before KMATH_ERR_NO_MEMORY for an operand whose
+ * allocation failed.
+ */
 
+/**
+ * R = AᵀA, exactly symmetric.
+ *
+ * @param[in]  A  m × n
+ * @param[out] R  n × n, resized; must not be A
+ * @return KMATH_OK, KMATH_ERR_ALIASED, KMATH_ERR_NO_MEMORY, or the status of a failing allocation
+ */
 KMATH_API kmath_status kmath_nmmatrix_square(const kmath_nmmatrix *A, kmath_nmmatrix *R);
+
+/**
+ * R = A·Aᵀ, exactly symmetric.
+ *
+ * @param[in]  A  m × n
+ * @param[out] R  m × m, resized; must not be A
+ * @return KMATH_OK, KMATH_ERR_ALIASED, KMATH_ERR_NO_MEMORY, or the status of a failing allocation
+ */
 KMATH_API kmath_status kmath_nmmatrix_Tsquare(const kmath_nmmatrix *A, kmath_nmmatrix *R);
+
+/**
+ * C = A·B.
+ *
+ * @param[in]  A  m × p
+ * @param[in]  B  p × n
+ * @param[out] C  m × n, resized; must be neither A nor B
+ * @return KMATH_OK, KMATH_ERR_BAD_DIMENSIONS, KMATH_ERR_ALIASED, KMATH_ERR_NO_MEMORY, or the status
+ *         of a failing allocation
+ */
 KMATH_API kmath_status kmath_nmmatrix_multiply(const kmath_nmmatrix *A, const kmath_nmmatrix *B,
                                                kmath_nmmatrix *C);
+
+/**
+ * C = Aᵀ·B.
+ *
+ * @param[in]  A  p × m
+ * @param[in]  B  p × n
+ * @param[out] C  m × n, resized; must be neither A nor B
+ * @return as kmath_nmmatrix_multiply
+ */
 KMATH_API kmath_status kmath_nmmatrix_Tmultiply(const kmath_nmmatrix *A, const kmath_nmmatrix *B,
                                                 kmath_nmmatrix *C);
+
+/**
+ * C = A·Bᵀ.
+ *
+ * @param[in]  A  m × p
+ * @param[in]  B  n × p
+ * @param[out] C  m × n, resized; may be A or B, at the price of a temporary matrix
+ * @return KMATH_OK, KMATH_ERR_BAD_DIMENSIONS, KMATH_ERR_NO_MEMORY, or the status of a failing
+ *         allocation
+ */
 KMATH_API kmath_status kmath_nmmatrix_multiplyT(const kmath_nmmatrix *A, const kmath_nmmatrix *B,
                                                 kmath_nmmatrix *C);
 
@@ -329,11 +580,46 @@ KMATH_API kmath_status kmath_nmmatrix_pseudoInverse(const kmath_nmmatrix *A, dou
 KMATH_API kmath_status kmath_nmmatrix_pseudoSolve(const kmath_nmmatrix *A, const kmath_nmmatrix *b,
                                                   kmath_nmmatrix *x, double c);
 
-/* The n-vector. */
+/* The n-vector: its users count its elements from 0 or from 1, the block has room for both. */
 
+/**
+ * An empty vector, without a block.
+ *
+ * @param[out] vector  taken as raw memory
+ * @return KMATH_OK
+ */
 KMATH_API kmath_status kmath_nvector_construct(kmath_nvector *vector);
+
+/**
+ * Gives back the block.
+ *
+ * @param[in,out] vector  empty afterwards, as after construct
+ * @return KMATH_OK
+ */
 KMATH_API kmath_status kmath_nvector_destruct(kmath_nvector *vector);
+
+/**
+ * Gives the vector another length, filled with zeros.
+ *
+ * The same length is kept with its elements, even a negative one. The new length is stored before
+ * it is judged and before its block is asked for: after a failure the vector has that length and no
+ * block.
+ *
+ * @param[in,out] vector  n + 1 doubles afterwards, or no block if n is 0
+ * @param[in]     n       ≥ 0
+ * @return KMATH_OK, KMATH_ERR_BAD_DIMENSIONS for a negative n that is not already the length, or
+ *         the status of a failing allocation
+ */
 KMATH_API kmath_status kmath_nvector_resize(kmath_nvector *vector, int32_t n);
+
+/**
+ * destination = source, all n + 1 doubles of the block.
+ *
+ * @param[in,out] destination  resized if its length differs; may be source, which changes nothing
+ * @param[in]     source       n elements
+ * @return KMATH_OK, KMATH_ERR_NO_MEMORY for a source whose allocation failed, with destination
+ *         unchanged, or the status of kmath_nvector_resize
+ */
 KMATH_API kmath_status kmath_nvector_assign(kmath_nvector *destination,
                                             const kmath_nvector *source);
 

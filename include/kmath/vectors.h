@@ -19,7 +19,7 @@
  *
  * Lengths are plain square roots of sums of squares, without scaling: squares
  * that underflow count as 0, and squares that overflow make the length infinite
- * and the unit vector 0.
+ * and the components of the unit vector 0, or NaN for those that are infinite.
  */
 #ifndef KMATH_VECTORS_H
 #define KMATH_VECTORS_H
