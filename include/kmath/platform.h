@@ -5,7 +5,10 @@
  *
  * Each service is exported and weak. A host replaces one by defining a function
  * of the same name and signature in an object of its own. The defaults keep no
- * global state.
+ * global state. A host that replaces one of the four functions that allocate and
+ * free replaces all of them, as any of them may be given a block of another. The
+ * assertion hook, memory and the clean-up stack are called from worker threads
+ * too, several at once, and have to bear it.
  *
  * A null pointer where a record, a block address or a result is required is
  * reported to kstd_assert_, never through the status. Objects are constructed in
