@@ -54,18 +54,18 @@ typedef kmath_status (*kmath_levmarqsolve_func)(kmath_levmarqsolve *solver,
  * r(p), told which parameter has moved.
  *
  * With paramIndex −1 and a null mask every residual is wanted. During a numeric
- * Jacobian, one parameter has moved by jacobianStep from where the residuals
- * were last evaluated. The callback may then clear flag k of each residual that
- * does not depend on it: residual k need not be written, and its derivative is
- * 0.0. The flags are set to 1 once per Jacobian (once per job on threads), not
- * per parameter: a cleared flag stays cleared for the parameters that follow
- * until the callback sets it again.
+ * Jacobian there is a mask, and one parameter has moved by jacobianStep from
+ * where the Jacobian is taken. The callback may then clear flag k of each
+ * residual that does not depend on it: residual k need not be written, and its
+ * derivative is 0.0. The flags are set to 1 once per Jacobian (once per job on
+ * threads), not per parameter: a cleared flag stays cleared for the parameters
+ * that follow until the callback sets it again.
  *
  * @param[in]     solver        the record that calls; read only
  * @param[in]     params        1 × nParams
  * @param[out]    residuals     1 × nResiduals, already sized; not to be resized
  * @param[in]     paramIndex    the moved parameter, 0 … nParams − 1, or −1
- * @param[in,out] residualMask  nResiduals flags, or null
+ * @param[in,out] residualMask  nResiduals flags, or null with paramIndex −1
  * @param[in]     userData      the record's
  * @return KMATH_OK, or a failure that ends the calling function
  */
@@ -85,7 +85,7 @@ typedef kmath_status (*kmath_levmarqsolve_funcI)(kmath_levmarqsolve *solver,
  * @param[in]     params        1 × nParams
  * @param[out]    residuals     1 × nResiduals, already sized; not to be resized
  * @param[in]     paramIndex    the moved parameter, 0 … nParams − 1, or −1
- * @param[in,out] residualMask  nResiduals flags, or null
+ * @param[in,out] residualMask  nResiduals flags, or null with paramIndex −1
  * @param[in]     jobIndex      0 … jobs − 1
  * @param[in]     userData      the record's
  * @return KMATH_OK, or a failure that ends the calling function
@@ -322,8 +322,9 @@ KMATH_API kmath_status kmath_levmarqsolve_compSearchDirLinSys(kmath_levmarqsolve
  * One evaluation of the residuals per parameter, on a copy of params, through the
  * callback and userData of the record; then gradient r·Jᵀ and normal matrix J·Jᵀ.
  *
- * With useThreads set, the parameters are spread over as many jobs as the job
- * library offers threads, at most one per parameter: job i of n takes a block of
+ * With useThreads set, the parameters are spread over as many jobs as
+ * ksys_jobGetCurrentThreadState offers threads (a host that wants another number
+ * defines its own), at most one per parameter: job i of n takes a block of
  * nParams/n neighbouring parameters, or with interleaveColumns i, i + n, i + 2n, ….
  * The callback then runs on several threads at once. The result has the bits of
  * the serial one, as long as the callback sets every mask flag that it relies on.
