@@ -277,9 +277,11 @@ KMATH_API kmath_status kmath_levmarqsolve_setSysIJ(kmath_levmarqsolve *solver,
  *
  * With maxTries ≤ 0 an iteration goes on until a try is accepted; after 1000, when
  * the damping has run through the range of a double, it ends as at the cap.
- * Convergence is not reported otherwise. residuals holds the last evaluation. A
- * second call starts from the lambda that the first left. On a failure lambda and
- * *finalCost are not written and params are the last accepted ones.
+ * Convergence is not reported otherwise. residuals holds the last evaluation; a
+ * further call with maxIterations 0 evaluates residuals and *finalCost at params
+ * and changes neither params nor lambda. Every call starts from the lambda that the
+ * one before has left. On a failure lambda and *finalCost are not written and params
+ * are the last accepted ones.
  *
  * @param[in,out] solver     a record with a system
  * @param[out]    finalCost  cost as above, square of the residuals' unit
