@@ -550,8 +550,8 @@ KMATH_API kmath_status kmath_nmmatrix_conditionNumber(const kmath_nmmatrix *A, i
  * Regularised pseudo-inverse A⁺ = V·W⁺·Uᵀ.
  *
  * Singular values from t = w_max/√c upwards are inverted, smaller ones damped to w/t². Where t is
- * not at least 1e-9, as for a zero matrix, an empty one, a negative or a NaN c, the result is a
- * copy of A, not its transpose.
+ * not at least 1e-9, as for a c above 1e18·w_max², a zero matrix, an empty one, a negative or a NaN
+ * c, the result is a copy of A, not its transpose, and no failure is reported.
  *
  * @param[in]  A     m × n
  * @param[in]  c     dimensionless, > 0; √c is the largest ratio w_max/w still inverted exactly
