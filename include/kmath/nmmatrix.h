@@ -70,8 +70,8 @@ KMATH_API kmath_status kmath_nmmatrix_construct(kmath_nmmatrix *matrix);
 /**
  * A matrix of zeros.
  *
- * @param[out] matrix  taken as raw memory; not written at all for a negative size, and empty after
- *                     a failing allocation
+ * @param[out] matrix  taken as raw memory; not written at all for a negative size, and then not to
+ *                     be destructed; empty after a failing allocation
  * @param[in]  rows    ≥ 0
  * @param[in]  cols    ≥ 0
  * @return KMATH_OK, KMATH_ERR_NEGATIVE_SIZE, or the status of a failing allocation
