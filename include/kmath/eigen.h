@@ -6,10 +6,11 @@
  * every record; outputs are constructed by the caller and resized here, and
  * hold no valid result after a failure. Eigenvalues come unsorted unless a
  * function says otherwise, and eigenvectors of dense matrices are columns of
- * unit length. The functions take the matrix as it is: symmetry is the caller's
- * promise and is not tested. Outputs must be distinct objects; an output may be
- * the input only where that is said. A null record is an assertion, never a
- * status.
+ * unit length. A kstd_vectord is constructed by kstd_vectord_construct and read
+ * through kstd_vectord_getBegin and kstd_vectord_getSize (platform.h). The
+ * functions take the matrix as it is: symmetry is the caller's promise and is not
+ * tested. Outputs must be distinct objects; an output may be the input only where
+ * that is said. A null record is an assertion, never a status.
  */
 #ifndef KMATH_EIGEN_H
 #define KMATH_EIGEN_H
