@@ -3,7 +3,6 @@ include(CMakePackageConfigHelpers)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/kmath)
 
-set_target_properties(kmath PROPERTIES EXPORT_NAME kmath)
 install(DIRECTORY include/kmath TYPE INCLUDE)
 install(TARGETS kmath kmath_static EXPORT kmath-targets)
 install(EXPORT kmath-targets NAMESPACE kmath:: DESTINATION ${package_dir})
