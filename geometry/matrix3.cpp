@@ -7,7 +7,9 @@
 #include "platform/check.hpp"
 #include "platform/math_support.hpp"
 
+#include <algorithm>
 #include <cmath>
+#include <iterator>
 
 namespace
 {
@@ -194,22 +196,16 @@ kmath_status kmath_matrix3_getIsIdentity(const kmath_matrix3 *m, uint32_t *ident
 kmath_status kmath_matrix3_compareEqual(const kmath_matrix3 *a, const kmath_matrix3 *b,
                                         uint32_t *equal)
 {
-    *equal = 0;
-    for (const Element e : elements)
-        if (!(a->*e == b->*e))
-            return KMATH_OK;
-    *equal = 1;
+    *equal = std::all_of(std::begin(elements), std::end(elements),
+                         [&](Element e) { return a->*e == b->*e; });
     return KMATH_OK;
 }
 
 kmath_status kmath_matrix3_epsilonEqual(const kmath_matrix3 *a, const kmath_matrix3 *b, double eps,
                                         uint32_t *equal)
 {
-    *equal = 0;
-    for (const Element e : elements)
-        if (!(std::fabs(a->*e - b->*e) <= eps))
-            return KMATH_OK;
-    *equal = 1;
+    *equal = std::all_of(std::begin(elements), std::end(elements),
+                         [&](Element e) { return kmath_double_epsilonEqual(a->*e, b->*e, eps); });
     return KMATH_OK;
 }
 

@@ -6,6 +6,7 @@
 
 #include "platform/check.hpp"
 
+#include <algorithm>
 #include <cmath>
 
 namespace
@@ -88,10 +89,7 @@ kmath_status kmath_vect6F_compareEqual(const kmath_vect6F *a, const kmath_vect6F
                                        uint32_t *equal)
 {
     KMATH_ASSERT(a && b && equal);
-    *equal = 1;
-    for (int i = 0; i < size; ++i)
-        if (!(a->v[i] == b->v[i]))
-            *equal = 0;
+    *equal = std::equal(a->v, a->v + size, b->v);
     return KMATH_OK;
 }
 
