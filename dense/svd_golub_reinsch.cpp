@@ -11,6 +11,7 @@
 
 #include "dense/svd.hpp"
 #include "platform/cleanup_frame.hpp"
+#include "platform/math_support.hpp"
 
 using namespace kmath;
 
@@ -19,11 +20,6 @@ namespace
 
 constexpr int maxIterations = 100;        // for one singular value
 constexpr double floorOfScale = 0x1p-960; // of a row or column; the factors divide by its length
-
-double withSignOf(double magnitude, double sign)
-{
-    return sign >= 0.0 ? std::fabs(magnitude) : -std::fabs(magnitude);
-}
 
 // The reflection I + u·uᵀ/h of a vector that was divided by scale beforehand.
 struct Reflection {

@@ -7,6 +7,7 @@
 
 #include "platform/check.hpp"
 #include "platform/cleanup_frame.hpp"
+#include "platform/math_support.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -20,8 +21,6 @@ namespace
 
 constexpr int maxIterations = 30;
 constexpr int maxBalancingSweeps = 100;
-
-double withSignOf(double magnitude, double x) { return x >= 0.0 ? magnitude : -magnitude; }
 
 // The largest magnitude; infinite when an element is not finite.
 double largestElement(double *const *H, int n)
