@@ -46,8 +46,6 @@ kmath_status allocatePair(int32_t rows, int32_t cols, double **&table)
     table = nullptr;
     if (rows == 0 || cols == 0)
         return KMATH_OK;
-    if (rows < 0 || cols < 0)
-        return KMATH_ERR_BAD_DIMENSIONS;
 
     double *elements = nullptr;
     double **starts = nullptr;
