@@ -32,11 +32,11 @@ struct Kernels {
     const char *name; ///< instruction set
     int lanes;        ///< doubles in its widest vector
 
-    void (*product)(Block C, ConstBlock A, ConstBlock B);  ///< C = A·B
-    void (*Tproduct)(Block C, ConstBlock A, ConstBlock B); ///< C = Aᵀ·B
-    void (*productT)(Block C, ConstBlock A, ConstBlock B); ///< C = A·Bᵀ
-    void (*square)(Block R, ConstBlock A);                 ///< R = AᵀA
-    void (*Tsquare)(Block R, ConstBlock A);                ///< R = A·Aᵀ
+    void (*product)(const Block &C, const ConstBlock &A, const ConstBlock &B);  ///< C = A·B
+    void (*Tproduct)(const Block &C, const ConstBlock &A, const ConstBlock &B); ///< C = Aᵀ·B
+    void (*productT)(const Block &C, const ConstBlock &A, const ConstBlock &B); ///< C = A·Bᵀ
+    void (*square)(const Block &R, const ConstBlock &A);                        ///< R = AᵀA
+    void (*Tsquare)(const Block &R, const ConstBlock &A);                       ///< R = A·Aᵀ
 
     void (*scale)(double *x, std::int64_t n, double factor);                      ///< x *= factor
     void (*addScalar)(double *x, std::int64_t n, double value);                   ///< x += value

@@ -20,6 +20,16 @@ typedef double Lanes __attribute__((vector_size(laneCount * sizeof(double))));
 /// Doubles in a V, which is Lanes or double.
 template <class V> constexpr int width = static_cast<int>(sizeof(V) / sizeof(double));
 
+template <int n> struct VectorOf {
+    typedef double type __attribute__((vector_size(n * sizeof(double))));
+};
+template <> struct VectorOf<1> {
+    typedef double type;
+};
+
+/// Half of a V.
+template <class V> using Narrower = typename VectorOf<width<V> / 2>::type;
+
 template <class V> inline V load(const double *from)
 {
     V value;
@@ -30,6 +40,19 @@ template <class V> inline V load(const double *from)
 template <class V> inline void store(double *to, V value)
 {
     __builtin_memcpy(to, &value, sizeof value);
+}
+
+/// A V of element(0), element(1), …
+template <class V, class Element> inline V gather(Element element)
+{
+    if constexpr (width<V> == 1)
+        return element(0);
+    else {
+        V value = {};
+        for (int lane = 0; lane < width<V>; ++lane)
+            value[lane] = element(lane);
+        return value;
+    }
 }
 
 } // namespace

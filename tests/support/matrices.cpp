@@ -1,5 +1,6 @@
 #include "support/matrices.hpp"
 
+#include "dense/views.hpp"
 #include "support/services.hpp"
 
 #include <algorithm>
@@ -44,9 +45,9 @@ Matrix &Matrix::operator=(const Matrix &other)
 
 Matrix::~Matrix() { kmath_nmmatrix_destruct(&matrix); }
 
-Matrix::operator kmath::Block() { return {matrix.rows, matrix.nRows, matrix.nCols}; }
+Matrix::operator kmath::Block() { return kmath::block(matrix); }
 
-Matrix::operator kmath::ConstBlock() const { return {matrix.rows, matrix.nRows, matrix.nCols}; }
+Matrix::operator kmath::ConstBlock() const { return kmath::block(matrix); }
 
 Matrix build(std::int32_t rows, std::int32_t cols,
              const std::function<double(std::int32_t, std::int32_t)> &element)
