@@ -48,6 +48,7 @@ extern "C" {
  */
 KMATH_API kmath_status kmath_nmmatrix_symEigenvalues(const kmath_nmmatrix *A, kstd_vectord *values,
                                                      kmath_nmmatrix *vectors);
+
 /**
  * A·x = λ·x: the complex eigenvalues of a general real matrix.
  *

@@ -39,14 +39,14 @@ typedef struct kmath_matrix3 {
  * r from its elements in row-major order.
  *
  * @param[out] r    the matrix
- * @param[in]  m00  row 0, column 0, and so on to
- * @param[in]  m01  any
- * @param[in]  m02  any
- * @param[in]  m10  any
- * @param[in]  m11  any
- * @param[in]  m12  any
- * @param[in]  m20  any
- * @param[in]  m21  any
+ * @param[in]  m00  row 0, column 0
+ * @param[in]  m01  row 0, column 1
+ * @param[in]  m02  row 0, column 2
+ * @param[in]  m10  row 1, column 0
+ * @param[in]  m11  row 1, column 1
+ * @param[in]  m12  row 1, column 2
+ * @param[in]  m20  row 2, column 0
+ * @param[in]  m21  row 2, column 1
  * @param[in]  m22  row 2, column 2
  * @return KMATH_OK
  */

@@ -365,7 +365,7 @@ KMATH_API kmath_status kmath_nmmatrix_multiplyT(const kmath_nmmatrix *A, const k
  *                        that changed places with row j at step j
  * @param[in]     strict  non-zero to refuse a tiny pivot, 0 to replace it
  * @return KMATH_OK, KMATH_ERR_BAD_DIMENSIONS for an a that is not square, KMATH_ERR_SINGULAR, or
- * the status of a failing allocation
+ *         the status of a failing allocation
  * @see Press et al., Numerical Recipes, §2.3; Golub & Van Loan, Matrix Computations, §3.4
  */
 KMATH_API kmath_status kmath_nmmatrix_LU(kmath_nmmatrix *a, int32_t **perm, int32_t strict);
@@ -381,7 +381,7 @@ KMATH_API kmath_status kmath_nmmatrix_LU(kmath_nmmatrix *a, int32_t **perm, int3
  * @param[in]  perm  n row indices, as kmath_nmmatrix_LU made them
  * @param[out] x     shape of b, resized; may be b, must not be a
  * @return KMATH_OK, KMATH_ERR_BAD_DIMENSIONS for an a that is not square, a b of another length or
- * a perm that names a row outside a, or the status of a failing allocation
+ *         a perm that names a row outside a, or the status of a failing allocation
  * @see Golub & Van Loan, Matrix Computations, §3.1
  */
 KMATH_API kmath_status kmath_nmmatrix_LUbksub(const kmath_nmmatrix *a, const kmath_nmmatrix *b,
@@ -467,7 +467,7 @@ KMATH_API kmath_status kmath_nmmatrix_inverse(const kmath_nmmatrix *A, kmath_nmm
  * @param[in]  A    n × n
  * @param[out] det  the determinant, in the unit of A's elements to the power n
  * @return KMATH_OK, KMATH_ERR_BAD_DIMENSIONS for an A that is not square, or the status of a
- * failing allocation; *det is unchanged then
+ *         failing allocation; *det is unchanged then
  * @see kmath_nmmatrix_LU
  */
 KMATH_API kmath_status kmath_nmmatrix_determinant(const kmath_nmmatrix *A, double *det);

@@ -40,8 +40,8 @@ KMATH_API void kstd_assert_(int32_t line);
 /**
  * A new block of memory with arbitrary content.
  *
- * @param[out] block the block, aligned for any record; null for 0 bytes and on failure
- * @param[in]  bytes its size; above PTRDIFF_MAX it is refused without asking
+ * @param[out] block  the block, aligned for any record; null for 0 bytes and on failure
+ * @param[in]  bytes  its size; above PTRDIFF_MAX it is refused without asking
  * @return KMATH_OK or KMATH_ERR_NO_MEMORY
  */
 KMATH_API kmath_status ksys_memory_alloc_internal(void **block, size_t bytes);
@@ -52,8 +52,8 @@ KMATH_API kmath_status ksys_memory_allocClear_internal(void **block, size_t byte
 /**
  * A block of another size with the same content, as far as it reaches.
  *
- * @param[in,out] block the block, or null for a new one; moved if need be, left as it is on failure
- * @param[in]     bytes its new size; 0 frees it
+ * @param[in,out] block  the block, or null for a new one; moved if need be, left alone on failure
+ * @param[in]     bytes  its new size; 0 frees it
  * @return KMATH_OK or KMATH_ERR_NO_MEMORY
  */
 KMATH_API kmath_status ksys_memory_realloc_internal(void **block, size_t bytes);
@@ -96,10 +96,10 @@ KMATH_API uint32_t ksys_cleanup_getNextTag(void);
  * destructor that fails makes a successful status its own, and what was passed over is then
  * destructed as well.
  *
- * @param[in,out] entries what was built, in that order; used up
- * @param[in,out] count   number of entries; 0 on return
- * @param[in,out] status  of the function; a failure is kept
- * @param[in]     tag     from ksys_cleanup_getNextTag at entry
+ * @param[in,out] entries  what was built, in that order; used up
+ * @param[in,out] count    number of entries; 0 on return
+ * @param[in,out] status   of the function; a failure is kept
+ * @param[in]     tag      from ksys_cleanup_getNextTag at entry
  * @return the status
  */
 KMATH_API kmath_status ksys_cleanupExecute_(ksys_cleanupEntry *entries, int32_t *count,
@@ -160,11 +160,11 @@ KMATH_API kmath_status ksys_jobThreadGroup_destruct(ksys_jobThreadGroup *group);
  * exception of the lowest number is thrown again in the calling thread. The set keeps its jobs and
  * may be dispatched again. A job that dispatches jobs on its own group runs them by itself.
  *
- * @param[in,out] group   starts the threads that it lacks
- * @param[in]     set     the jobs; none is fine
- * @param[in,out] results resized to one status for each job
+ * @param[in,out] group    starts the threads that it lacks
+ * @param[in]     set      the jobs; none is fine
+ * @param[in,out] results  resized to one status for each job
  * @return KMATH_OK, the failure of the job with the lowest number, or a failure of
- * ksys_jobGetCurrentThreadState or of the memory service, in which case no job was run
+ *         ksys_jobGetCurrentThreadState or of the memory service, in which case no job was run
  */
 KMATH_API kmath_status ksys_jobThreadGroup_dispatchAndWait(ksys_jobThreadGroup *group,
                                                            const ksys_jobRequestSet *set,
@@ -173,9 +173,9 @@ KMATH_API kmath_status ksys_jobThreadGroup_dispatchAndWait(ksys_jobThreadGroup *
 /**
  * How many threads a group offers: the processors that this process may use.
  *
- * @param[out] threads at least 1; on Linux the processors of the thread's affinity, cut down to the
- * quota of the process's control groups, rounded up
- * @param[in]  group   the group asked about
+ * @param[out] threads  at least 1; on Linux the processors of the thread's affinity, cut down to
+ *                      the quota of the process's control groups, rounded up
+ * @param[in]  group    the group asked about
  * @return KMATH_OK
  */
 KMATH_API kmath_status ksys_jobGetCurrentThreadState(int32_t *threads,
@@ -190,12 +190,11 @@ KMATH_API kmath_status ksys_jobParams_destruct(ksys_jobParams *params);
 /**
  * Gives data to a holder, which releases it from then on; what it held before is released first.
  *
- * @param[in,out] params  the holder
- * @param[in,out] data    the data; null on return, as the caller owns it no more
- * @param[in]     release releases the data and clears the pointer; null where there is nothing to
- * do
+ * @param[in,out] params   the holder
+ * @param[in,out] data     the data; null on return, as the caller owns it no more
+ * @param[in]     release  releases the data and clears the pointer; null for nothing to do
  * @return KMATH_OK, or the failure of releasing the old data: the holder is then empty and the new
- * data still the caller's
+ *         data still the caller's
  */
 KMATH_API kmath_status ksys_jobParams_takeData(ksys_jobParams *params, void **data,
                                                kmath_status (*release)(void **data));
@@ -216,9 +215,9 @@ KMATH_API kmath_status ksys_jobRequestSet_destruct(ksys_jobRequestSet *set);
  * Adds a job with the holder's current data. The set owns the data from then on, and the holder is
  * empty and can be filled for the next job.
  *
- * @param[in,out] set    the set
- * @param[in]     job    called with a holder of the data, on any thread
- * @param[in,out] params the holder
+ * @param[in,out] set     the set
+ * @param[in]     job     called with a holder of the data, on any thread
+ * @param[in,out] params  the holder
  * @return KMATH_OK, or KMATH_ERR_NO_MEMORY: set and holder are then unchanged
  */
 KMATH_API kmath_status ksys_jobRequestSet_addFuncAndParams(ksys_jobRequestSet *set,
