@@ -3,6 +3,7 @@
 #include "oracle/lu.hpp"
 #include "support/matrices.hpp"
 #include "support/services.hpp"
+#include "support/svd_checks.hpp"
 
 #include <gtest/gtest.h>
 
@@ -69,71 +70,27 @@ const Matrix threeByThree = {{2, 1, 1}, {4, -6, 0}, {-2, 7, 2}}; // (1, 2, 3) gi
 
 // Matrices to factorise, each with max row sum 1.
 
-Matrix normalised(Matrix A)
+double rowSumNorm(const Matrix &A)
 {
-    double norm = 0.0;
+    double most = 0.0;
     for (int i = 0; i < A.rows(); ++i) {
         double sum = 0.0;
         for (int j = 0; j < A.cols(); ++j)
             sum += std::fabs(A(i, j));
-        norm = std::fmax(norm, sum);
+        most = std::fmax(most, sum);
     }
-    for (int i = 0; i < A.rows(); ++i)
-        for (int j = 0; j < A.cols(); ++j)
-            A(i, j) /= norm;
+    return most;
+}
+
+Matrix normalised(Matrix A)
+{
+    kmath_nmmatrix_scale(&A, 1.0 / rowSumNorm(A));
     return A;
 }
 
-double fraction(int i, int n) { return n > 1 ? static_cast<double>(i) / (n - 1) : 0.0; }
-
-Matrix graded(int n)
-{
-    Matrix A = randomMatrix(n, n, static_cast<std::uint64_t>(n));
-    for (int i = 0; i < n; ++i)
-        for (int j = 0; j < n; ++j)
-            A(i, j) *= std::pow(10.0, -15.0 * fraction(i, n));
-    return A;
-}
-
-Matrix rankDeficient(int n)
-{
-    const int rank = (n + 1) / 2;
-    const Matrix left = randomMatrix(n, rank, 2), right = randomMatrix(rank, n, 3);
-    return build(n, n, [&](int i, int j) {
-        double sum = 0.0;
-        for (int k = 0; k < rank; ++k)
-            sum += left(i, k) * right(k, j);
-        return sum;
-    });
-}
-
-/// Singular values from 1 down to 1 / condition, between two random reflections.
 Matrix conditioned(int n, double condition)
 {
-    std::mt19937_64 generator(static_cast<std::uint64_t>(n));
-    Matrix A = build(
-        n, n, [&](int i, int j) { return i == j ? std::pow(condition, -fraction(i, n)) : 0.0; });
-    const Matrix u = randomMatrix(1, n, generator), v = randomMatrix(1, n, generator);
-    double uu = 0.0, vv = 0.0;
-    for (int i = 0; i < n; ++i) {
-        uu += u(0, i) * u(0, i);
-        vv += v(0, i) * v(0, i);
-    }
-    for (int j = 0; j < n; ++j) {
-        double product = 0.0;
-        for (int i = 0; i < n; ++i)
-            product += u(0, i) * A(i, j);
-        for (int i = 0; i < n; ++i)
-            A(i, j) -= 2.0 * product / uu * u(0, i);
-    }
-    for (int i = 0; i < n; ++i) {
-        double product = 0.0;
-        for (int j = 0; j < n; ++j)
-            product += A(i, j) * v(0, j);
-        for (int j = 0; j < n; ++j)
-            A(i, j) -= 2.0 * product / vv * v(0, j);
-    }
-    return A;
+    return withSingularValues(n, n, geometricValues(n, condition), static_cast<std::uint64_t>(n));
 }
 
 struct Family {
@@ -143,8 +100,8 @@ struct Family {
 
 const std::vector<Family> families = {
     {"random", [](int n) { return randomMatrix(n, n, static_cast<std::uint64_t>(n)); }},
-    {"graded", graded},
-    {"rank-deficient", rankDeficient},
+    {"graded", [](int n) { return gradedMatrix(n, n, static_cast<std::uint64_t>(n)); }},
+    {"rank-deficient", [](int n) { return matrixOfRank(n, n, (n + 1) / 2, 2); }},
     {"condition 1", [](int n) { return conditioned(n, 1.0); }},
     {"condition 1e7", [](int n) { return conditioned(n, 1e7); }},
     {"condition 1e14", [](int n) { return conditioned(n, 1e14); }},
@@ -166,18 +123,6 @@ double largest(const Matrix &x)
     for (int i = 0; i < x.rows(); ++i)
         for (int j = 0; j < x.cols(); ++j)
             most = std::fmax(most, std::fabs(x(i, j)));
-    return most;
-}
-
-double rowSumNorm(const Matrix &A)
-{
-    double most = 0.0;
-    for (int i = 0; i < A.rows(); ++i) {
-        double sum = 0.0;
-        for (int j = 0; j < A.cols(); ++j)
-            sum += std::fabs(A(i, j));
-        most = std::fmax(most, sum);
-    }
     return most;
 }
 

@@ -63,27 +63,9 @@ bool isTheTextbooks(const Matrix &A, const Decomposition &svd)
            sameBits(expected->V, svd.V);
 }
 
-Matrix scaledBy(const Matrix &A, int exponent)
-{
-    return build(A.rows(), A.cols(), [&](int i, int j) { return std::ldexp(A(i, j), exponent); });
-}
-
-Matrix constant(int m, int n, double value)
-{
-    return build(m, n, [=](int, int) { return value; });
-}
-
 TEST(DecomposeNRC, HasTheBitsOfTheTextbookLoops)
 {
-    for (const int m : {1, 2, 3, 4, 5, 8, 9, 17, 33, 50})
-        for (const int n : {1, 2, 3, 4, 5, 7, 8, 16, 31, 45}) {
-            SCOPED_TRACE(testing::Message() << m << " x " << n);
-            const auto seed = static_cast<std::uint64_t>(100 * m + n);
-            const Matrix A = randomMatrix(m, n, seed);
-            EXPECT_TRUE(isTheTextbooks(A, Decomposition(A)));
-            const Matrix B = gradedMatrix(m, n, seed);
-            EXPECT_TRUE(isTheTextbooks(B, Decomposition(B)));
-        }
+    forAwkwardShapes([](const Matrix &A) { EXPECT_TRUE(isTheTextbooks(A, Decomposition(A))); });
 }
 
 TEST(DecomposeNRC, KeepsTheOrderOfADiagonalMatrix)
@@ -116,51 +98,19 @@ TEST(DecomposeNRC, GivesUTheRowsOfAWideMatrix)
     expectGoodDecomposition(A);
 }
 
-TEST(DecomposeNRC, IsAccurateForEveryOrderUpTo200)
-{
-    for (int n = 1; n <= 200; ++n) {
-        SCOPED_TRACE(n);
-        const auto seed = static_cast<std::uint64_t>(n);
-        switch (n % 5) {
-        case 0:
-            expectGoodDecomposition(gradedMatrix(n, n, seed));
-            break;
-        case 1:
-            expectGoodDecomposition(matrixOfRank(n, n, (n + 1) / 2, seed));
-            break;
-        case 2:
-            expectGoodDecomposition(
-                withSingularValues(n, n, geometricValues(n, std::pow(10.0, n % 15)), seed));
-            break;
-        default:
-            expectGoodDecomposition(randomMatrix(n, n, seed));
-        }
-    }
-}
+TEST(DecomposeNRC, IsAccurateForEveryOrderUpTo200) { forEveryOrder(expectGoodDecomposition); }
 
 TEST(DecomposeNRC, IsAccurateForTallAndWideShapes)
 {
-    for (const int m : {1, 2, 3, 7, 16, 33, 90})
-        for (const int n : {1, 2, 4, 9, 17, 40, 120}) {
-            SCOPED_TRACE(testing::Message() << m << " x " << n);
-            const auto seed = static_cast<std::uint64_t>(1000 * m + n);
-            const int k = std::min(m, n);
-            expectGoodDecomposition(randomMatrix(m, n, seed));
-            expectGoodDecomposition(gradedMatrix(m, n, seed));
-            expectGoodDecomposition(matrixOfRank(m, n, std::max(1, k / 2), seed));
-            expectGoodDecomposition(withSingularValues(m, n, geometricValues(k, 1e14), seed));
-        }
+    forTallAndWideShapes(expectGoodDecomposition);
 }
 
 TEST(DecomposeNRC, IsAccurateForEveryCondition)
 {
-    for (int decade = 0; decade <= 14; ++decade) {
-        SCOPED_TRACE(decade);
-        const std::vector<double> values = geometricValues(30, std::pow(10.0, decade));
-        const Matrix A = withSingularValues(40, 30, values, 7);
+    forEveryCondition([](const Matrix &A, const std::vector<double> &values) {
         expectGoodDecomposition(A);
         expectValues(A, values);
-    }
+    });
 }
 
 TEST(DecomposeNRC, AgreesWithLapackOnTheValues)

@@ -1,13 +1,16 @@
-// Judging singular value decompositions: residual ratios, and matrices of known singular values.
+// Judging singular value decompositions: residual ratios, matrices of known singular values, and
+// sweeps over families of matrices that every decomposition must pass.
 #pragma once
 
 #include "support/matrices.hpp"
 
+#include <gtest/gtest.h>
 #include <lapacke.h>
 
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <functional>
 #include <stdexcept>
 #include <vector>
 
@@ -116,6 +119,16 @@ inline Matrix matrixOfRank(std::int32_t m, std::int32_t n, std::int32_t r, std::
     return build(m, n, [&](int i, int j) { return dot(X->rows[i], Y->rows[j], r); });
 }
 
+inline Matrix constant(std::int32_t m, std::int32_t n, double value)
+{
+    return build(m, n, [=](int, int) { return value; });
+}
+
+inline Matrix scaledBy(const Matrix &A, int exponent)
+{
+    return build(A.rows(), A.cols(), [&](int i, int j) { return std::ldexp(A(i, j), exponent); });
+}
+
 inline Matrix hilbert(std::int32_t m, std::int32_t n)
 {
     return build(m, n, [](int i, int j) { return 1.0 / (i + j + 1); });
@@ -152,6 +165,68 @@ inline std::vector<PublishedValues> publishedValues()
          {1.555229167596036363545893, 0.2010460917702168062819568, 0.01035668812080337918079358,
           0.0002398047920693334257926838}},
         {golubReinschExample(), {std::sqrt(1248.0), 20.0, std::sqrt(384.0), 0.0, 0.0}}};
+}
+
+using Judge = std::function<void(const Matrix &)>;
+
+/// A matrix of each order up to 200: random, graded, of half rank, or of any condition.
+inline void forEveryOrder(const Judge &judge)
+{
+    for (int n = 1; n <= 200; ++n) {
+        SCOPED_TRACE(n);
+        const auto seed = static_cast<std::uint64_t>(n);
+        switch (n % 5) {
+        case 0:
+            judge(gradedMatrix(n, n, seed));
+            break;
+        case 1:
+            judge(matrixOfRank(n, n, (n + 1) / 2, seed));
+            break;
+        case 2:
+            judge(withSingularValues(n, n, geometricValues(n, std::pow(10.0, n % 15)), seed));
+            break;
+        default:
+            judge(randomMatrix(n, n, seed));
+        }
+    }
+}
+
+/// Random, graded, deficient and ill-conditioned matrices of tall and wide shapes.
+inline void forTallAndWideShapes(const Judge &judge)
+{
+    for (const int m : {1, 2, 3, 7, 16, 33, 90})
+        for (const int n : {1, 2, 4, 9, 17, 40, 120}) {
+            SCOPED_TRACE(testing::Message() << m << " x " << n);
+            const auto seed = static_cast<std::uint64_t>(1000 * m + n);
+            const int k = std::min(m, n);
+            judge(randomMatrix(m, n, seed));
+            judge(gradedMatrix(m, n, seed));
+            judge(matrixOfRank(m, n, std::max(1, k / 2), seed));
+            judge(withSingularValues(m, n, geometricValues(k, 1e14), seed));
+        }
+}
+
+/// Random and graded matrices of small shapes around the lane counts, and some larger ones.
+inline void forAwkwardShapes(const Judge &judge)
+{
+    for (const int m : {1, 2, 3, 4, 5, 8, 9, 17, 33, 50})
+        for (const int n : {1, 2, 3, 4, 5, 7, 8, 16, 31, 45}) {
+            SCOPED_TRACE(testing::Message() << m << " x " << n);
+            const auto seed = static_cast<std::uint64_t>(100 * m + n);
+            judge(randomMatrix(m, n, seed));
+            judge(gradedMatrix(m, n, seed));
+        }
+}
+
+/// Matrices whose singular values from 1 down are known, of conditions 1, 10, … 1e14.
+inline void forEveryCondition(
+    const std::function<void(const Matrix &, const std::vector<double> &values)> &judge)
+{
+    for (int decade = 0; decade <= 14; ++decade) {
+        SCOPED_TRACE(decade);
+        const std::vector<double> values = geometricValues(30, std::pow(10.0, decade));
+        judge(withSingularValues(40, 30, values, 7), values);
+    }
 }
 
 } // namespace support
