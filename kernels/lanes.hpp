@@ -17,7 +17,7 @@ constexpr int laneCount = 2;
 
 typedef double Lanes __attribute__((vector_size(laneCount * sizeof(double))));
 
-/// Doubles in a V, which is Lanes or double.
+/// Doubles in a V, which is a vector of them or double itself.
 template <class V> constexpr int width = static_cast<int>(sizeof(V) / sizeof(double));
 
 template <int n> struct VectorOf {

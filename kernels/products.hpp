@@ -1,5 +1,4 @@
-// Whole-matrix products. Each element of C is one sum over k upwards from 0.0, in a lane of its
-// own.
+// Whole-matrix products. Each element of C is one sum over k upwards from 0.0, in its own lane.
 //
 // C is computed in tiles of R rows by N vectors, so that R·N sums are in flight while one addition
 // waits for the one before. Where a tile's columns of B serve many rows, they are first packed into
@@ -119,10 +118,9 @@ template <class V> void pack(Panel &panel, const Transposed &B, const Part &part
         const double *b[width<V>];
         for (int c = 0; c < width<V>; ++c)
             b[c] = row(B.matrix, part.column + n * part.step + c);
-        for (int k = terms.first; k < terms.last; ++k) {
+        for (int k = terms.first; k < terms.last; ++k)
             store(panel.elements + (2 * (k - terms.first) + n) * width<V>,
                   gather<V>([=](int c) { return b[c][k]; }));
-        }
     }
 }
 
@@ -159,7 +157,7 @@ void twoVectors(const Part &part, const Left &A, const Transposed &B, int p)
 template <class V, class Left, class Right>
 void vectors(Part part, const Left &A, const Right &B, int p)
 {
-    if constexpr (width < V >> 1)
+    if constexpr (1 < width<V>)
         if (part.cols <= width<V>)
             return vectors<Narrower<V>>(part, A, B, p);
     part.step = part.cols - width<V>;
