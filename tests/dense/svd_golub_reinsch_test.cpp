@@ -269,32 +269,12 @@ TEST(DecomposeNRC, RefusesAMatrixWhoseLargestValueIsNoDouble)
 
 TEST(DecomposeNRC, LetsEachOutputBeTheInput)
 {
-    const Matrix A = randomMatrix(4, 6, 9);
-    const Decomposition expected(A);
-    Matrix U = A, W, V;
-    ASSERT_EQ(kmath_nmmatrix_decomposeNRC(&U, &U, &W, &V), KMATH_OK);
-    EXPECT_TRUE(sameBits(U, expected.U));
-    Matrix asW = A;
-    ASSERT_EQ(kmath_nmmatrix_decomposeNRC(&asW, &U, &asW, &V), KMATH_OK);
-    EXPECT_TRUE(sameBits(asW, expected.W));
-    Matrix asV = A;
-    ASSERT_EQ(kmath_nmmatrix_decomposeNRC(&asV, &U, &W, &asV), KMATH_OK);
-    EXPECT_TRUE(sameBits(asV, expected.V));
-    EXPECT_TRUE(sameBits(U, expected.U));
-    EXPECT_TRUE(sameBits(W, expected.W));
+    expectOutputsMayBeTheInput(kmath_nmmatrix_decomposeNRC);
 }
 
 TEST(DecomposeNRC, KeepsItsInputAndOverwritesOldContents)
 {
-    const Matrix A = randomMatrix(6, 4, 2);
-    const Matrix before = A;
-    Matrix U = randomMatrix(6, 4, 5), W = randomMatrix(4, 4, 6), V = randomMatrix(4, 4, 7);
-    ASSERT_EQ(kmath_nmmatrix_decomposeNRC(&A, &U, &W, &V), KMATH_OK);
-    const Decomposition fresh(A);
-    EXPECT_TRUE(sameBits(A, before));
-    EXPECT_TRUE(sameBits(U, fresh.U));
-    EXPECT_TRUE(sameBits(W, fresh.W));
-    EXPECT_TRUE(sameBits(V, fresh.V));
+    expectItsInputKeptAndOldContentsOverwritten(kmath_nmmatrix_decomposeNRC);
 }
 
 TEST(DecomposeNRC, GivesBackTheStatusOfEachFailingAllocation)
@@ -312,18 +292,6 @@ TEST(DecomposeNRC, RefusesAMatrixThatLostItsStorage)
     EXPECT_EQ(Decomposition(A).status, KMATH_ERR_NO_MEMORY);
 }
 
-TEST(DecomposeNRC, AssertsEachRecord)
-{
-    Matrix A(2, 2), U, W, V;
-    const auto lineOf = [](const kmath_nmmatrix *a, kmath_nmmatrix *u, kmath_nmmatrix *w,
-                           kmath_nmmatrix *v) {
-        return assertedLine([=] { kmath_nmmatrix_decomposeNRC(a, u, w, v); });
-    };
-    EXPECT_EQ(lineOf(&A, &U, &W, &V), 0);
-    EXPECT_NE(lineOf(nullptr, &U, &W, &V), 0);
-    EXPECT_NE(lineOf(&A, nullptr, &W, &V), 0);
-    EXPECT_NE(lineOf(&A, &U, nullptr, &V), 0);
-    EXPECT_NE(lineOf(&A, &U, &W, nullptr), 0);
-}
+TEST(DecomposeNRC, AssertsEachRecord) { expectEachRecordAsserted(kmath_nmmatrix_decomposeNRC); }
 
 } // namespace

@@ -369,34 +369,11 @@ TEST(Decompose, RefusesAMatrixWhoseLargestValueIsNoDouble)
     EXPECT_EQ(tooLarge.U.cols(), 0) << "an output was written";
 }
 
-TEST(Decompose, LetsEachOutputBeTheInput)
-{
-    const Matrix A = randomMatrix(4, 6, 9);
-    const Decomposition expected(A);
-    Matrix U = A, W, V;
-    ASSERT_EQ(kmath_nmmatrix_decompose(&U, &U, &W, &V), KMATH_OK);
-    EXPECT_TRUE(sameBits(U, expected.U));
-    Matrix asW = A;
-    ASSERT_EQ(kmath_nmmatrix_decompose(&asW, &U, &asW, &V), KMATH_OK);
-    EXPECT_TRUE(sameBits(asW, expected.W));
-    Matrix asV = A;
-    ASSERT_EQ(kmath_nmmatrix_decompose(&asV, &U, &W, &asV), KMATH_OK);
-    EXPECT_TRUE(sameBits(asV, expected.V));
-    EXPECT_TRUE(sameBits(U, expected.U));
-    EXPECT_TRUE(sameBits(W, expected.W));
-}
+TEST(Decompose, LetsEachOutputBeTheInput) { expectOutputsMayBeTheInput(kmath_nmmatrix_decompose); }
 
 TEST(Decompose, KeepsItsInputAndOverwritesOldContents)
 {
-    const Matrix A = randomMatrix(6, 4, 2);
-    const Matrix before = A;
-    Matrix U = randomMatrix(6, 4, 5), W = randomMatrix(4, 4, 6), V = randomMatrix(4, 4, 7);
-    ASSERT_EQ(kmath_nmmatrix_decompose(&A, &U, &W, &V), KMATH_OK);
-    const Decomposition fresh(A);
-    EXPECT_TRUE(sameBits(A, before));
-    EXPECT_TRUE(sameBits(U, fresh.U));
-    EXPECT_TRUE(sameBits(W, fresh.W));
-    EXPECT_TRUE(sameBits(V, fresh.V));
+    expectItsInputKeptAndOldContentsOverwritten(kmath_nmmatrix_decompose);
 }
 
 TEST(Decompose, TakesNoHeapForSmallMatrices)
@@ -420,18 +397,6 @@ TEST(Decompose, RefusesAMatrixThatLostItsStorage)
     EXPECT_EQ(Decomposition(A).status, KMATH_ERR_NO_MEMORY);
 }
 
-TEST(Decompose, AssertsEachRecord)
-{
-    Matrix A(2, 2), U, W, V;
-    const auto lineOf = [](const kmath_nmmatrix *a, kmath_nmmatrix *u, kmath_nmmatrix *w,
-                           kmath_nmmatrix *v) {
-        return assertedLine([=] { kmath_nmmatrix_decompose(a, u, w, v); });
-    };
-    EXPECT_EQ(lineOf(&A, &U, &W, &V), 0);
-    EXPECT_NE(lineOf(nullptr, &U, &W, &V), 0);
-    EXPECT_NE(lineOf(&A, nullptr, &W, &V), 0);
-    EXPECT_NE(lineOf(&A, &U, nullptr, &V), 0);
-    EXPECT_NE(lineOf(&A, &U, &W, nullptr), 0);
-}
+TEST(Decompose, AssertsEachRecord) { expectEachRecordAsserted(kmath_nmmatrix_decompose); }
 
 } // namespace

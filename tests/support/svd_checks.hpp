@@ -3,6 +3,7 @@
 #pragma once
 
 #include "support/matrices.hpp"
+#include "support/services.hpp"
 
 #include <gtest/gtest.h>
 #include <lapacke.h>
@@ -227,6 +228,53 @@ inline void forEveryCondition(
         const std::vector<double> values = geometricValues(30, std::pow(10.0, decade));
         judge(withSingularValues(40, 30, values, 7), values);
     }
+}
+
+// What both decompositions promise of their arguments.
+
+using Decompose = decltype(kmath_nmmatrix_decompose);
+
+inline void expectOutputsMayBeTheInput(Decompose decompose)
+{
+    const Matrix A = randomMatrix(4, 6, 9);
+    Matrix freshU, freshW, freshV;
+    ASSERT_EQ(decompose(&A, &freshU, &freshW, &freshV), KMATH_OK);
+    for (const int place : {0, 1, 2}) {
+        Matrix out[3];
+        out[place] = A;
+        ASSERT_EQ(decompose(&out[place], &out[0], &out[1], &out[2]), KMATH_OK);
+        EXPECT_TRUE(sameBits(out[0], freshU));
+        EXPECT_TRUE(sameBits(out[1], freshW));
+        EXPECT_TRUE(sameBits(out[2], freshV));
+    }
+}
+
+inline void expectItsInputKeptAndOldContentsOverwritten(Decompose decompose)
+{
+    const Matrix A = randomMatrix(6, 4, 2);
+    const Matrix before = A;
+    Matrix U = randomMatrix(6, 4, 5), W = randomMatrix(4, 4, 6), V = randomMatrix(4, 4, 7);
+    Matrix freshU, freshW, freshV;
+    ASSERT_EQ(decompose(&A, &U, &W, &V), KMATH_OK);
+    EXPECT_TRUE(sameBits(A, before));
+    ASSERT_EQ(decompose(&A, &freshU, &freshW, &freshV), KMATH_OK);
+    EXPECT_TRUE(sameBits(U, freshU));
+    EXPECT_TRUE(sameBits(W, freshW));
+    EXPECT_TRUE(sameBits(V, freshV));
+}
+
+inline void expectEachRecordAsserted(Decompose decompose)
+{
+    Matrix A(2, 2), U, W, V;
+    const auto lineOf = [&](const kmath_nmmatrix *a, kmath_nmmatrix *u, kmath_nmmatrix *w,
+                            kmath_nmmatrix *v) {
+        return assertedLine([=] { decompose(a, u, w, v); });
+    };
+    EXPECT_EQ(lineOf(&A, &U, &W, &V), 0);
+    EXPECT_NE(lineOf(nullptr, &U, &W, &V), 0);
+    EXPECT_NE(lineOf(&A, nullptr, &W, &V), 0);
+    EXPECT_NE(lineOf(&A, &U, nullptr, &V), 0);
+    EXPECT_NE(lineOf(&A, &U, &W, nullptr), 0);
 }
 
 } // namespace support
