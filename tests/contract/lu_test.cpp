@@ -163,8 +163,9 @@ TEST(LuRules, APivotOfTenToTheMinusFourteenIsTiny)
             EXPECT_EQ(kmath_nmmatrix_LU(&a, &p.entries, strict),
                       tiny && strict ? KMATH_ERR_SINGULAR : KMATH_OK)
                 << pivot;
-            if (!strict)
+            if (!strict) {
                 EXPECT_EQ(a(1, 1), tiny ? 1e-12 : pivot);
+            }
         }
         double det = nan;
         EXPECT_EQ(kmath_nmmatrix_determinant(&A, &det), KMATH_OK);
@@ -428,7 +429,7 @@ TEST(LuRules, SolveLooksAtShapesBeforeAnything)
 
 TEST(LuRules, SolveReturnsTheStatusOfAFailingConditionNumber)
 {
-    const Matrix bad = {{1, nan}, {0, 1}}, b = {{1}, {1}};
+    const Matrix bad = {{1, nan}, {nan, 1}}, b = {{1}, {1}};
     Matrix x = {{5}};
     double condition;
     EXPECT_EQ(kmath_nmmatrix_solve(&bad, &b, &x, 0, &condition, inf), KMATH_ERR_SINGULAR);
@@ -477,8 +478,9 @@ TEST(LuRules, FastSolveAllocatesNothingAndRefusesTinyPivots)
             EXPECT_EQ(status, ok ? KMATH_OK : KMATH_ERR_SINGULAR);
             EXPECT_TRUE(sameBits(lu, expected));
             EXPECT_TRUE(sameBits(x, ok ? asColumn(solved(expected, perm, b)) : rhs));
-            if (ok)
+            if (ok) {
                 EXPECT_EQ(work, perm);
+            }
         }
 }
 
