@@ -205,7 +205,7 @@ kmath_status kmath_matrix3_epsilonEqual(const kmath_matrix3 *a, const kmath_matr
                                         uint32_t *equal)
 {
     *equal = std::all_of(std::begin(elements), std::end(elements),
-                         [&](Element e) { return kmath_double_epsilonEqual(a->*e, b->*e, eps); });
+                         [&](Element e) { return std::fabs(a->*e - b->*e) <= eps; });
     return KMATH_OK;
 }
 
