@@ -210,6 +210,15 @@ TYPED_TEST(GenericVector, KeepsItsPlaceWithinWhatItHasReserved)
     EXPECT_EQ(this->vector.capacity, 100u) << "no room is taken away";
 }
 
+TYPED_TEST(GenericVector, StaysAsItIsWhenAssignedToItself)
+{
+    this->fill({1, 2, 3});
+    const void *place = this->vector.begin;
+    EXPECT_EQ(kstd_vector__assign(&this->vector, &this->vector), KMATH_OK);
+    EXPECT_EQ(this->vector.begin, place);
+    EXPECT_EQ(this->numbers(), (std::vector{1, 2, 3}));
+}
+
 TYPED_TEST(GenericVector, InsertsAnyPartOfItselfAnywhere)
 {
     const std::vector<int> numbers = {1, 2, 3, 4, 5};
