@@ -18,6 +18,16 @@ namespace
 // before. Without this end a cost that is NaN wherever a step leads would be tried for ever.
 constexpr int32_t triesWithoutCap = 1000;
 
+// False after a setting call that ran out of memory: some matrix then has no storage, and those
+// that would have been sized after it may be smaller than the callbacks take them to be. Jacobian,
+// gradient, normal matrix and step are otherwise the strategy functions' own affair.
+bool isSized(const kmath_levmarqsolve &s)
+{
+    return hasShape(s.params, 1, s.nParams) && hasShape(s.residuals, 1, s.nResiduals) &&
+           (s.jacobian.rows || !s.allocJacobian) && s.normalMatrix.rows && s.gradient.rows &&
+           s.step.rows;
+}
+
 kmath_status costAt(kmath_levmarqsolve &solver, const kmath_nmmatrix &params, double &cost)
 {
     RETURN_IF_FAILED(evaluateResiduals(solver, params, solver.residuals));
@@ -30,7 +40,7 @@ kmath_status kmath_levmarqsolve_minimize(kmath_levmarqsolve *solver, double *fin
 {
     KMATH_ASSERT_LINE(439, solver && finalCost);
     kmath_levmarqsolve &s = *solver;
-    if (s.nResiduals < 1 || s.nParams < 1)
+    if (s.nResiduals < 1 || s.nParams < 1 || !isSized(s))
         return KMATH_ERR_BAD_DIMENSIONS;
 
     double lambda = s.lambda;

@@ -37,11 +37,6 @@ struct ColumnJob {
     int32_t callbackJobIndex = 0; // what funcIJ is told
 };
 
-bool hasShape(const kmath_nmmatrix &matrix, int32_t rows, int32_t cols)
-{
-    return matrix.rows && matrix.nRows == rows && matrix.nCols == cols;
-}
-
 kmath_status differentiate(const ColumnJob &job, int32_t j, int32_t *mask)
 {
     double &parameter = job.jobParams->rows[0][j];

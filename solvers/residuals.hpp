@@ -8,6 +8,12 @@
 namespace kmath
 {
 
+/// True for a matrix of that shape that has the storage for it.
+inline bool hasShape(const kmath_nmmatrix &matrix, std::int32_t rows, std::int32_t cols)
+{
+    return matrix.rows && matrix.nRows == rows && matrix.nCols == cols;
+}
+
 /// What an indexed callback is told; by default that every residual is wanted.
 struct Evaluation {
     std::int32_t paramIndex = -1;

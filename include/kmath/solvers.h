@@ -285,8 +285,9 @@ KMATH_API kmath_status kmath_levmarqsolve_setSysIJ(kmath_levmarqsolve *solver,
  *
  * @param[in,out] solver     a record with a system
  * @param[out]    finalCost  cost as above, square of the residuals' unit
- * @return KMATH_OK; KMATH_ERR_BAD_DIMENSIONS without a system (nResiduals or nParams
- *         below 1); KMATH_ERR_FAILED when an iteration finds compJacobian or
+ * @return KMATH_OK; KMATH_ERR_BAD_DIMENSIONS, before any callback, without a system
+ *         (nResiduals or nParams below 1) or with one whose setting call failed;
+ *         KMATH_ERR_FAILED when an iteration finds compJacobian or
  *         compSearchDir null; or the failure of a callback or of a matrix operation
  * @see Marquardt, An algorithm for least-squares estimation of nonlinear parameters,
  *      SIAM J. Appl. Math. 11 (1963); Nocedal & Wright, Numerical Optimization, §10.3
@@ -339,7 +340,7 @@ KMATH_API kmath_status kmath_levmarqsolve_compSearchDirLinSys(kmath_levmarqsolve
  * @param[out] normalMatrix  nParams × nParams, resized
  * @param[in]  userData      not used: the callback is given the record's
  * @return KMATH_OK; KMATH_ERR_BAD_DIMENSIONS without a system, for params, residuals
- *         or jacobian of another shape, or for a callback that reshapes its residuals;
+ *         or jacobian of another shape or without storage, or for a callback that reshapes its residuals;
  *         the status of a failing callback, on threads that of the first failing
  *         job; or that of a failing allocation
  * @see Dennis & Schnabel, Numerical Methods for Unconstrained Optimization, §5.4

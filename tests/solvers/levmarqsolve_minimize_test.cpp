@@ -132,6 +132,93 @@ TEST(LevmarqsolveMinimize, RefusesARecordWithoutASystem)
         }
 }
 
+// Callbacks that take every matrix to have the size that the setting call promises.
+int callbackCalls;
+
+kmath_status fillResiduals(kmath_levmarqsolve *solver, const kmath_nmmatrix *params,
+                           kmath_nmmatrix *residuals, void *)
+{
+    ++callbackCalls;
+    for (std::int32_t k = 0; k < solver->nResiduals; ++k)
+        residuals->rows[0][k] = params->rows[0][solver->nParams - 1];
+    return KMATH_OK;
+}
+
+kmath_status fillDerivatives(kmath_levmarqsolve *solver, const kmath_nmmatrix *,
+                             const kmath_nmmatrix *, kmath_nmmatrix *jacobian,
+                             kmath_nmmatrix *gradient, kmath_nmmatrix *normalMatrix, void *)
+{
+    ++callbackCalls;
+    for (std::int32_t i = 0; i < solver->nParams; ++i) {
+        gradient->rows[0][i] = 0.0;
+        for (std::int32_t j = 0; j < solver->nParams; ++j)
+            normalMatrix->rows[i][j] = 0.0;
+        for (std::int32_t k = 0; k < solver->nResiduals; ++k)
+            jacobian->rows[i][k] = 0.0;
+    }
+    return KMATH_OK;
+}
+
+kmath_status fillStep(kmath_levmarqsolve *solver, kmath_nmmatrix *, const kmath_nmmatrix *,
+                      kmath_nmmatrix *step, double, void *)
+{
+    ++callbackCalls;
+    for (std::int32_t i = 0; i < solver->nParams; ++i)
+        step->rows[0][i] = 0.0;
+    return KMATH_OK;
+}
+
+TEST(LevmarqsolveMinimize, RefusesASystemWhoseSettingFailed)
+{
+    const auto set = [](Solver &s, const Matrix &p, int m) {
+        return kmath_levmarqsolve_setSys(&s, fillResiduals, fillDerivatives, m, p.cols(), &p, 1,
+                                         nullptr);
+    };
+    const Matrix larger = randomMatrix(1, 19);
+    // Two allocations each for params, jacobian, residuals, normalMatrix, gradient and step. Those
+    // for trialParams and spareResiduals, which follow, are made up for.
+    for (std::int64_t number = 0; number < 16; ++number)
+        for (const int before : {0, 2, 21}) { // residuals of an earlier, smaller system
+            SCOPED_TRACE(testing::Message() << "allocation " << number << " after " << before);
+            Solver s;
+            s->compSearchDir = fillStep;
+            if (before > 0) {
+                ASSERT_EQ(set(s, randomMatrix(1, 18), before), KMATH_OK);
+            }
+            double cost = 2.385;
+            callbackCalls = 0;
+            failAllocation(number);
+            const kmath_status status = set(s, larger, 21);
+            const bool failed = allocationHasFailed();
+            failAllocation(-1);
+            if (failed) {
+                ASSERT_EQ(status, KMATH_ERR_NO_MEMORY);
+            }
+            const bool complete = s->step.rows && s->step.nCols == 19;
+            EXPECT_EQ(kmath_levmarqsolve_minimize(&s, &cost),
+                      complete ? KMATH_OK : KMATH_ERR_BAD_DIMENSIONS);
+            EXPECT_EQ(callbackCalls > 0, complete);
+            EXPECT_EQ(cost == 2.385, !complete);
+            if (before == 0) {
+                EXPECT_EQ(complete, number >= 12);
+            }
+        }
+}
+
+TEST(LevmarqsolveMinimize, LeavesTheJacobianToAFunctionThatSizesItItself)
+{
+    ScriptedRun run({2.0, 1.0, 1.0});
+    failAllocation(0);
+    EXPECT_EQ(kmath_nmmatrix_resize(&run.solver->jacobian, 5, 5), KMATH_ERR_NO_MEMORY);
+    failAllocation(-1);
+    run.solver->allocJacobian = 0;
+    run.minimize();
+    EXPECT_EQ(run.status, KMATH_OK);
+    run.solver->allocJacobian = 1;
+    run.minimize();
+    EXPECT_EQ(run.status, KMATH_ERR_BAD_DIMENSIONS);
+}
+
 TEST(LevmarqsolveMinimize, EndsAfterOneEvaluationWhenTheCostIsWithinTolerance)
 {
     for (const double residual : {0.0, 1e-15, -1e-15, 3e-16}) { // squares up to 1e-30
