@@ -361,10 +361,6 @@ kmath_status decompose(const kmath_nmmatrix &A, kmath_nmmatrix &values, kmath_nm
     CleanupFrame frame(U, V, e, t, products);
 
     TRY(kmath_nmmatrix_resize(&values, 1, n));
-    TRY(kmath_nmmatrix_resize(&U, m, n));
-    TRY(kmath_nmmatrix_resize(&e, 1, n));
-    TRY(kmath_nmmatrix_resize(&t, 1, n));
-    TRY(kmath_nmmatrix_resize(&products, 1, m));
     if (Ut) {
         TRY(kmath_nmmatrix_resize(&V, n, n));
         TRY(kmath_nmmatrix_resize(Ut, n, m));
@@ -372,6 +368,10 @@ kmath_status decompose(const kmath_nmmatrix &A, kmath_nmmatrix &values, kmath_nm
     }
     if (n == 0)
         return frame.leave(KMATH_OK);
+    TRY(kmath_nmmatrix_resize(&U, m, n));
+    TRY(kmath_nmmatrix_resize(&e, 1, n));
+    TRY(kmath_nmmatrix_resize(&t, 1, n));
+    TRY(kmath_nmmatrix_resize(&products, 1, m));
 
     const Kernels &kernel = kernels();
     const auto converges = [&](int exponent, double floor) {

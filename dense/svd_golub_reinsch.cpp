@@ -313,7 +313,7 @@ kmath_status kmath_nmmatrix_decomposeNRC(const kmath_nmmatrix *A, kmath_nmmatrix
 
     const int m = A->nRows;
     const int n = A->nCols;
-    const int padded = std::max(m, n);
+    const int padded = n > 0 ? std::max(m, n) : 0;
     kmath_nmmatrix copy, right, Ut, Vt, w, e, t, products;
     CleanupFrame frame(copy, right, Ut, Vt, w, e, t, products);
 
@@ -344,8 +344,9 @@ kmath_status kmath_nmmatrix_decomposeNRC(const kmath_nmmatrix *A, kmath_nmmatrix
         return frame.leave(KMATH_ERR_SINGULAR);
     TRY(setDiagonal(w, *W));
     TRY(kmath_nmmatrix_resize(U, m, n));
-    for (int i = 0; i < m; ++i)
-        for (int j = 0; j < n; ++j)
-            U->rows[i][j] = Ut.rows[j][i];
+    const Block to = block(*U);
+    for (int i = 0; i < to.rows; ++i)
+        for (int j = 0; j < to.cols; ++j)
+            to.table[i][j] = Ut.rows[j][i];
     return frame.leave(KMATH_OK);
 }

@@ -233,6 +233,8 @@ TEST(Decompose, GivesEmptyFactorsForAMatrixWithoutColumns)
         EXPECT_EQ(svd.W.rows(), 0);
         EXPECT_EQ(svd.V.cols(), 0);
     }
+    const Matrix high(INT32_MAX, 0);
+    EXPECT_EQ(allocationsOf([&] { EXPECT_EQ(Decomposition(high).status, KMATH_OK); }), 0);
     const Decomposition svd(Matrix(0, 3)); // three columns of nothing but padding
     EXPECT_EQ(svd.status, KMATH_OK);
     EXPECT_EQ(svd.U.rows(), 3);
