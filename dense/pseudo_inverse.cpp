@@ -93,13 +93,12 @@ kmath_status kmath_nmmatrix_pseudoSolve(const kmath_nmmatrix *A, const kmath_nmm
                                         kmath_nmmatrix *x, double c)
 {
     KMATH_ASSERT(A && b && x);
-    if (isEmpty(*A)) {
-        const bool fits = b->nRows == std::max(A->nRows, A->nCols);
-        return fits ? kmath_nmmatrix_resize(x, 0, b->nCols) : KMATH_ERR_BAD_DIMENSIONS;
-    }
 
     kmath_nmmatrix P;
     CleanupFrame frame(P);
-    TRY(kmath_nmmatrix_pseudoInverse(A, c, &P));
+    if (isEmpty(*A))
+        TRY(kmath_nmmatrix_resize(&P, 0, std::max(A->nRows, A->nCols)));
+    else
+        TRY(kmath_nmmatrix_pseudoInverse(A, c, &P));
     return frame.leave(kmath_nmmatrix_multiply(&P, b, x));
 }

@@ -481,6 +481,14 @@ TEST(NmmatrixSolve, LetsNothingThroughANaNLimit)
     EXPECT_EQ(solved.condition, 1.0);
 }
 
+TEST(NmmatrixSolve, LetsNoNaNConditionThrough)
+{
+    const Solved solved({{INFINITY}}, column({1}), INFINITY, 1);
+    EXPECT_EQ(solved.status, KMATH_ERR_SINGULAR);
+    EXPECT_TRUE(std::isnan(solved.condition));
+    EXPECT_TRUE(sameBits(solved.x, Matrix({{5, 6}})));
+}
+
 TEST(NmmatrixSolve, PassesTheConditionMethodThrough)
 {
     // Singular values 1 and 2, but as a symmetric matrix it is read by its lower triangle alone.

@@ -115,6 +115,13 @@ TEST(ConditionNumber, RefusesAMatrixThatIsNotFinite)
         }
 }
 
+TEST(ConditionNumber, LetsInfiniteAndNaNDiagonalsThroughAsEigenvalues)
+{
+    EXPECT_EQ(conditionNumber(diagonal({HUGE_VAL, 1}), 1), HUGE_VAL);
+    EXPECT_TRUE(std::isnan(conditionNumber(diagonal({HUGE_VAL, HUGE_VAL}), 1)));
+    EXPECT_EQ(conditionNumber(diagonal({std::nan("")}), 1), unbounded);
+}
+
 TEST(ConditionNumber, KeepsItsInput)
 {
     const Matrix A = randomSymmetric(6, 1);
@@ -320,8 +327,12 @@ TEST(PseudoSolve, SucceedsEmpty)
         EXPECT_EQ(x.cols(), 2);
     }
     const Matrix A(3, 0), b(2, 2);
-    Matrix x;
+    Matrix x, same(3, 2), lost;
     EXPECT_EQ(kmath_nmmatrix_pseudoSolve(&A, &b, &x, 1e6), KMATH_ERR_BAD_DIMENSIONS);
+    EXPECT_EQ(kmath_nmmatrix_pseudoSolve(&A, &same, &same, 1e6), KMATH_ERR_ALIASED);
+    EXPECT_TRUE(sameBits(same, Matrix(3, 2)));
+    loseStorage(lost, 3, 20);
+    EXPECT_EQ(kmath_nmmatrix_pseudoSolve(&A, &lost, &x, 1e6), KMATH_ERR_NO_MEMORY);
 }
 
 TEST(PseudoSolve, RefusesAMatrixThatIsNotFinite)
