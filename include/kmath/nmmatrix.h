@@ -343,8 +343,8 @@ KMATH_API kmath_status kmath_nmmatrix_multiplyT(const kmath_nmmatrix *A, const k
  *
  * A pivot is tiny when its magnitude is below 1.0000000000000002e-14. Each function either refuses
  * the matrix then or puts 1e-12 in the pivot's place and goes on. A row that holds only zeros, or
- * only zeros and NaNs, is refused by both. Infinite and NaN elements are no failure otherwise; the
- * result is then not finite.
+ * only zeros and NaNs, is refused by both. Infinite and NaN elements are not looked for otherwise:
+ * they run through the arithmetic, may leave a pivot that is tiny, and make the result meaningless.
  *
  * A matrix without rows is regular: its determinant is 1, its inverse and its solutions are empty.
  */
@@ -531,13 +531,15 @@ KMATH_API kmath_status kmath_nmmatrix_decomposeNRC(const kmath_nmmatrix *A, kmat
 /**
  * Condition number, the largest over the smallest singular value.
  *
- * It is 1e28 where the smallest is zero, where all are below 1e-14, and for an empty A.
+ * It is 1e28 where the smallest is zero, where all are below 1e-14, and for an empty A. By a method
+ * other than 0, infinite or NaN elements of a diagonal A come through as eigenvalues, and the
+ * condition number may be infinite or NaN.
  *
  * @param[in]  A          m × n; by a method other than 0 square and symmetric, of which the lower
  *                        triangle is read
  * @param[in]  method     0: singular values as kmath_nmmatrix_decompose gives them; any other:
  *                        magnitudes of the eigenvalues, which is faster
- * @param[out] condition  dimensionless, ≥ 1; untouched on failure
+ * @param[out] condition  dimensionless, ≥ 1 or NaN as above; untouched on failure
  * @return KMATH_OK; KMATH_ERR_BAD_DIMENSIONS for a rectangular A by a method other than 0;
  *         KMATH_ERR_SINGULAR where the values are not found, as kmath_nmmatrix_decompose or
  *         kmath_nmmatrix_symEigenvalues tells; KMATH_ERR_NO_MEMORY for an A whose allocation
