@@ -178,6 +178,25 @@ TEST(PseudoInverse, IsACopyOfAMatrixWhoseThresholdVanishes)
     EXPECT_NE(pseudoInverse(B, 0.99e6)(0, 0), 1e-6);
 }
 
+TEST(PseudoInverse, HasTheBitsOfItsFormulae)
+{
+    // The threshold is the value itself: inverted, where w/t² has other bits.
+    double w = 1.0;
+    while (w / (w * w) == 1.0 / w)
+        w += 0.01;
+    EXPECT_EQ(pseudoInverse({{w}}, 1)(0, 0), 1.0 / w);
+
+    // Below the threshold: one division by t², where two divisions by t have other bits.
+    const double t = 1.0 / std::sqrt(7.0);
+    ASSERT_NE(0.1 / (t * t), 0.1 / t / t);
+    EXPECT_EQ(pseudoInverse(diagonal({1, 0.1}), 7)(1, 1), 0.1 / (t * t));
+
+    // The least threshold that is still inverted at.
+    EXPECT_EQ(pseudoInverse({{1e-9}}, 1)(0, 0), 1.0 / 1e-9);
+    const double less = std::nextafter(1e-9, 0.0);
+    EXPECT_EQ(pseudoInverse({{less}}, 1)(0, 0), less);
+}
+
 TEST(PseudoInverse, IsACopyWhereTheThresholdIsNotANumber)
 {
     const Matrix A = randomMatrix(3, 2, 5);

@@ -116,6 +116,18 @@ TEST(LevmarqsolveSearchDirection, FallsBackAboveTheConditionLimit)
     EXPECT_EQ(step(0, 1), 8.0);
 }
 
+TEST(LevmarqsolveSearchDirection, TakesTheConditionOfASymmetricMatrix)
+{
+    // The lower triangle is that of the unit matrix, with condition 1; the singular values of the
+    // whole are about 1000 and 0.001.
+    Solver s;
+    s->maxConditionNumber = 2.0;
+    Matrix N{{1.0, 1000.0}, {0.0, 1.0}}, step;
+    const Matrix g{{2002.0, 2.0}};
+    ASSERT_EQ(direction(s, N, g, step, 0.0), KMATH_OK);
+    EXPECT_TRUE(sameBits(step, Matrix{{2.0, 2.0}}));
+}
+
 TEST(LevmarqsolveSearchDirection, FallsBackForASingularMatrix)
 {
     // [[1, 1], [1, 1]] has the pseudo-inverse ¼·[[1, 1], [1, 1]].
