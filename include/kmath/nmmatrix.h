@@ -490,10 +490,10 @@ KMATH_API kmath_status kmath_nmmatrix_determinant(const kmath_nmmatrix *A, doubl
  * by a power of two, lengths and bidiagonal elements up to 1e-70 of the largest element then
  * counting as zero. Three limits remain, for matrices whose first run converges. Columns and rows
  * whose elements are all below about 1e-162 can count as zero. Columns that shrink through rounding
- * noise until their squares lose precision (below about 1e-154, as in a matrix of low rank and order
- * above 12) cost the vectors of zero values their orthogonality, though not A = U·W·Vᵀ. And for
- * singular values around 1e-77 to 1e-83, whose fourth powers underflow in the shift, U and V are not
- * orthogonal: scale such a matrix towards 1 before decomposing it.
+ * noise until their squares lose precision (below about 1e-154, as in a matrix of low rank and
+ * order above 12) cost the vectors of zero values their orthogonality, though not A = U·W·Vᵀ. And
+ * for singular values around 1e-77 to 1e-83, whose fourth powers underflow in the shift, U and V
+ * are not orthogonal: scale such a matrix towards 1 before decomposing it.
  *
  * @param[in]  A  m × n
  * @param[out] U  max(m, n) × n, resized
