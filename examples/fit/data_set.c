@@ -1,99 +1,15 @@
 /*
- * The reader takes one line after another in the order of the format. A helper that finds something
- * wrong tells it with file and line and returns false, so that a step reads as a chain.
+ * The reader takes one line after another in the order of the format.
  */
 #include "data_set.h"
 
-#include <errno.h>
+#include "examples/common/csv.h"
+
 #include <math.h>
-#include <stdarg.h>
-#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 
-enum { LINE_SIZE = 1024, PATH_SIZE = 4096, MAX_OBSERVATIONS = 1000000, PARAMETER_FIELDS = 5 };
-
-typedef struct Reader {
-    FILE *file;
-    char path[PATH_SIZE];
-    int32_t line;         /* number of the line in text, from 1 */
-    char text[LINE_SIZE]; /* the line, cut at its commas once it is split */
-} Reader;
-
-static bool complain(const Reader *in, const char *format, ...)
-{
-    va_list arguments;
-    va_start(arguments, format);
-    fprintf(stderr, "%s:%d: ", in->path, (int)in->line);
-    vfprintf(stderr, format, arguments);
-    fputc('\n', stderr);
-    va_end(arguments);
-    return false;
-}
-
-/* Reads one line into text, without its end; a line that just stops may have lost digits. */
-static bool readLine(Reader *in, const char *expected)
-{
-    size_t length = 0;
-    int c = getc(in->file);
-    ++in->line;
-    for (; c != EOF && c != '\n'; c = getc(in->file)) {
-        if (length == LINE_SIZE - 1)
-            return complain(in, "line longer than %d characters", LINE_SIZE - 1);
-        if (c == '\0')
-            return complain(in, "binary data instead of text");
-        in->text[length++] = (char)c;
-    }
-    if (c == EOF && ferror(in->file))
-        return complain(in, "cannot be read: %s", strerror(errno));
-    if (c == EOF)
-        return complain(in,
-                        length == 0 ? "cut short: %s is missing"
-                                    : "cut short in the middle of a line: %s is incomplete",
-                        expected);
-    if (length > 0 && in->text[length - 1] == '\r')
-        --length;
-    in->text[length] = '\0';
-    return true;
-}
-
-/* Reads the next line that is not a comment. */
-static bool nextLine(Reader *in, const char *expected)
-{
-    do {
-        if (!readLine(in, expected))
-            return false;
-    } while (in->text[0] == '#');
-    return true;
-}
-
-/* Cuts the line at its commas into exactly count fields. */
-static bool split(const Reader *in, char *text, int32_t count, char **fields, const char *expected)
-{
-    int32_t found = 0;
-    for (char *rest = text; rest != NULL; ++found) {
-        char *comma = strchr(rest, ',');
-        if (found < count)
-            fields[found] = rest;
-        if (comma != NULL)
-            *comma++ = '\0';
-        rest = comma;
-    }
-    if (found != count)
-        return complain(in, "expected %s in %d fields, found %d", expected, (int)count, (int)found);
-    return true;
-}
-
-/* A finite decimal number and nothing else; strtod alone would also take "nan" and "0x1p3". */
-static bool toNumber(const Reader *in, const char *field, const char *what, double *number)
-{
-    char *end;
-    *number = strtod(field, &end);
-    if (*field == '\0' || *end != '\0' || strspn(field, "+-.0123456789eE") != strlen(field) ||
-        !isfinite(*number))
-        return complain(in, "expected a number for %s, found '%s'", what, field);
-    return true;
-}
+enum { MAX_OBSERVATIONS = 1000000, PARAMETER_FIELDS = 5 };
 
 /* The value of the line "key,value", or null. */
 static const char *readEntry(Reader *in, const char *key)
@@ -248,18 +164,16 @@ static bool readObservations(Reader *in, DataSet *set)
 
 bool readDataSet(DataSet *set, const Model *model, const char *folder)
 {
-    Reader in = {0};
+    Reader in;
+    char path[PATH_SIZE];
     memset(set, 0, sizeof *set);
     set->model = model;
-    snprintf(in.path, sizeof in.path, "%s/%s", folder, model->file);
-    in.file = fopen(in.path, "r");
-    if (in.file == NULL) {
-        fprintf(stderr, "%s: cannot be opened: %s\n", in.path, strerror(errno));
+    snprintf(path, sizeof path, "%s/%s", folder, model->file);
+    if (!openReader(&in, path))
         return false;
-    }
     const bool complete = readHead(&in, set) && readParameters(&in, set) &&
                           readColumnNames(&in, set) && readObservations(&in, set);
-    fclose(in.file);
+    closeReader(&in);
     if (!complete)
         releaseDataSet(set);
     return complete;

@@ -3,12 +3,11 @@
  * comes the unit is 1, which changes no bit. With care it is the start value, so that every
  * parameter begins at 1 and the solver's damping weighs them alike.
  */
-#define _POSIX_C_SOURCE 200809L
-
 #include "fitting.h"
 
+#include "examples/common/clock.h"
+
 #include <math.h>
-#include <time.h>
 
 enum { CAREFUL_ITERATIONS = 2000 };
 
@@ -118,13 +117,6 @@ static double correctDigits(const DataSet *set, const double *b)
         digits = fmin(digits, -log10(error));
     }
     return digits;
-}
-
-static double now(void)
-{
-    struct timespec time;
-    clock_gettime(CLOCK_MONOTONIC, &time);
-    return (double)time.tv_sec + 1e-9 * (double)time.tv_nsec;
 }
 
 Fit runFit(const DataSet *set, int32_t start, FitWay way)

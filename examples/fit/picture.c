@@ -3,25 +3,17 @@
  * then the plot commands of its panel. Panels fill a grid of five columns and three rows; the last
  * two cells together show the digits.
  */
-#define _POSIX_C_SOURCE 200809L
-
 #include "picture.h"
 
-#include <errno.h>
-#include <math.h>
-#include <spawn.h>
-#include <stdio.h>
-#include <string.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
+#include "examples/common/gnuplot.h"
 
-enum { COLUMNS = 5, ROWS = 3, CURVE_POINTS = 400, MAX_GROUPS = 4, PATH_SIZE = 4096 };
+#include <math.h>
+
+enum { COLUMNS = 5, ROWS = 3, CURVE_POINTS = 400, MAX_GROUPS = 4 };
 
 static const char *const pointColour = "#7ba3d0";
 static const char *const curveColour = "#c2410c";
 static const char *const groupColour[MAX_GROUPS] = {"#2b6cb0", "#2f9e6e", "#d99a1c", "#c2410c"};
-
-extern char **environ;
 
 /* The range of the data and a distance of tics that leaves about four of them. */
 typedef struct Axis {
@@ -35,14 +27,6 @@ typedef struct Groups {
     int32_t count;
     double key[MAX_GROUPS];
 } Groups;
-
-/* 1, 2 or 5 times a power of ten, near rough. */
-static double roundStep(double rough)
-{
-    const double power = pow(10, floor(log10(rough)));
-    const double digit = rough / power;
-    return power * (digit < 1.5 ? 1 : digit < 3.5 ? 2 : digit < 7.5 ? 5 : 10);
-}
 
 static Axis axisOf(const double *values, int32_t count, int32_t stride)
 {
@@ -77,18 +61,6 @@ static Groups groupsOf(const DataSet *set)
         ++groups.count;
     }
     return groups;
-}
-
-/* "command 'text'"; gnuplot wants a quote inside doubled. */
-static void writeText(FILE *script, const char *command, const char *text)
-{
-    fprintf(script, "%s '", command);
-    for (; *text != '\0'; ++text) {
-        if (*text == '\'')
-            fputc('\'', script);
-        fputc(*text, script);
-    }
-    fputs("'\n", script);
 }
 
 static void writePoints(FILE *script, const DataSet *set, double key, int32_t group)
@@ -201,12 +173,8 @@ static void writeDigits(FILE *script, const Fits *fits)
             pointColour, curveColour);
 }
 
-static void writeScript(FILE *script, const DataSet *sets, const Fits *fits, const char *picture)
+static void writeScript(FILE *script, const DataSet *sets, const Fits *fits)
 {
-    fputs("set encoding utf8\n"
-          "set terminal pngcairo noenhanced size 2000,1260 font 'DejaVu Sans,10' linewidth 1.2\n",
-          script);
-    writeText(script, "set output", picture);
     fputs("set multiplot\n"
           "set label 1 'Reference data and fitted curves' at screen 0.012, 0.976 "
           "font 'DejaVu Sans Bold,17'\n"
@@ -228,51 +196,11 @@ static void writeScript(FILE *script, const DataSet *sets, const Fits *fits, con
     fputs("unset multiplot\n", script);
 }
 
-static bool runGnuplot(char *script)
-{
-    char *const arguments[] = {"gnuplot", script, NULL};
-    pid_t process;
-    int outcome = 0;
-    int error = posix_spawnp(&process, arguments[0], NULL, NULL, arguments, environ);
-    if (error == 0 && waitpid(process, &outcome, 0) < 0)
-        error = errno;
-    if (error == ENOENT)
-        fprintf(stderr,
-                "gnuplot was not found, so there is no picture; install the package gnuplot-nox "
-                "(Debian: apt install gnuplot-nox), then run again or draw %s with it\n",
-                script);
-    else if (error != 0)
-        fprintf(stderr, "gnuplot cannot be run: %s\n", strerror(error));
-    else if (outcome != 0)
-        fprintf(stderr, "gnuplot could not draw %s\n", script);
-    return error == 0 && outcome == 0;
-}
-
 bool drawPicture(const DataSet *sets, const Fits *fits, const char *folder)
 {
-    char scriptPath[PATH_SIZE];
-    char picturePath[PATH_SIZE];
-    snprintf(scriptPath, sizeof scriptPath, "%s/fit_reference_data.gp", folder);
-    snprintf(picturePath, sizeof picturePath, "%s/fit_reference_data.png", folder);
-
-    fflush(stdout); /* what follows on stderr belongs below the tables */
-    if (mkdir(folder, 0777) != 0 && errno != EEXIST) {
-        fprintf(stderr, "%s: cannot be made: %s\n", folder, strerror(errno));
+    Drawing drawing;
+    if (!beginDrawing(&drawing, folder, "fit_reference_data", 2000, 1260))
         return false;
-    }
-    FILE *script = fopen(scriptPath, "w");
-    if (script == NULL) {
-        fprintf(stderr, "%s: cannot be written: %s\n", scriptPath, strerror(errno));
-        return false;
-    }
-    writeScript(script, sets, fits, picturePath);
-    const bool failed = ferror(script);
-    if (fclose(script) != 0 || failed) {
-        fprintf(stderr, "%s: cannot be written: %s\n", scriptPath, strerror(errno));
-        return false;
-    }
-    if (!runGnuplot(scriptPath))
-        return false;
-    printf("picture: %s\n", picturePath);
-    return true;
+    writeScript(drawing.script, sets, fits);
+    return endDrawing(&drawing);
 }
