@@ -11,6 +11,7 @@
 #include <kmath/matrix4.h>
 #include <kmath/nmmatrix.h>
 #include <kmath/platform.h>
+#include <kmath/rotations.h>
 #include <kmath/solvers.h>
 #include <kmath/status.h>
 #include <kmath/vectors.h>

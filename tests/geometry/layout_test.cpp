@@ -1,6 +1,7 @@
 // The records that cross the interface by address: their sizes and the offsets of their fields.
 #include <kmath/matrix3.h>
 #include <kmath/matrix4.h>
+#include <kmath/rotations.h>
 #include <kmath/vectors.h>
 
 #include <gtest/gtest.h>
@@ -63,6 +64,22 @@ TEST(RecordLayout, Matrix3IsNineDoublesByRows)
     EXPECT_EQ(offsetof(kmath_matrix3, m22), 64u);
 }
 
+TEST(RecordLayout, RodParamIsThreeDoubles)
+{
+    EXPECT_EQ(sizeof(kmath_rodParam), 24u);
+    EXPECT_EQ(offsetof(kmath_rodParam, x), 0u);
+    EXPECT_EQ(offsetof(kmath_rodParam, y), 8u);
+    EXPECT_EQ(offsetof(kmath_rodParam, z), 16u);
+}
+
+TEST(RecordLayout, Angle3VectIsThreeDoubles)
+{
+    EXPECT_EQ(sizeof(kmath_angle3Vect), 24u);
+    EXPECT_EQ(offsetof(kmath_angle3Vect, ax), 0u);
+    EXPECT_EQ(offsetof(kmath_angle3Vect, ay), 8u);
+    EXPECT_EQ(offsetof(kmath_angle3Vect, az), 16u);
+}
+
 TEST(RecordLayout, Matrix6FIsThirtySixFloatsByRows)
 {
     EXPECT_EQ(sizeof(kmath_matrix6F), 144u);
@@ -79,6 +96,8 @@ TEST(RecordLayout, EveryRecordIsPlain)
     EXPECT_TRUE(std::is_trivial_v<kmath_vect4> && std::is_standard_layout_v<kmath_vect4>);
     EXPECT_TRUE(std::is_trivial_v<kmath_vect6F> && std::is_standard_layout_v<kmath_vect6F>);
     EXPECT_TRUE(std::is_trivial_v<kmath_matrix3> && std::is_standard_layout_v<kmath_matrix3>);
+    EXPECT_TRUE(std::is_trivial_v<kmath_rodParam> && std::is_standard_layout_v<kmath_rodParam>);
+    EXPECT_TRUE(std::is_trivial_v<kmath_angle3Vect> && std::is_standard_layout_v<kmath_angle3Vect>);
     EXPECT_TRUE(std::is_trivial_v<kmath_matrix6F> && std::is_standard_layout_v<kmath_matrix6F>);
 }
 

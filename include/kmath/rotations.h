@@ -1,0 +1,192 @@
+/**
+ * @file
+ * Rotations in three parameters: the rotation vector and three Euler angles.
+ *
+ * Both records are plain values of three doubles that the caller owns and may copy
+ * at will. They are converted to and from kmath_matrix3, whose element (i, j) stands
+ * in row i and column j, counted from 0; the matrix turns column vectors by R·v,
+ * right-handed. Angles are radians.
+ *
+ * The conversions between a parametrization and a matrix allocate nothing; the
+ * closest rotation, and with it the angles of a matrix, works in dense matrices and
+ * passes on what these may fail with. angle3Vect_init and angle3Vect_setMatrix take
+ * their result first; all others take their results last. The two matrices of a
+ * closest rotation may be one.
+ *
+ * A null record is a programming error, never a status: it is reported to
+ * kstd_assert_, and the function carries on. buildMat checks its matrix alone;
+ * findClosestRotationAllowLeftHanded and compareEqual check nothing. Unless a
+ * function names a failure, it returns KMATH_OK for any numbers, NaN and infinities
+ * included.
+ */
+#ifndef KMATH_ROTATIONS_H
+#define KMATH_ROTATIONS_H
+
+#include <kmath/matrix3.h>
+#include <kmath/status.h>
+#include <kmath/vectors.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/** A rotation vector: the axis by its direction, the angle θ in radians by its length. */
+typedef struct kmath_rodParam {
+    double x; /**< first component, radians */
+    double y; /**< second component, radians */
+    double z; /**< third component, radians */
+} kmath_rodParam;
+
+/**
+ * The rotation Rx(ax)·Ry(ay)·Rz(az) about the fixed axes: first about z, then y, then x.
+ */
+typedef struct kmath_angle3Vect {
+    double ax; /**< about the x axis, radians */
+    double ay; /**< about the y axis, radians */
+    double az; /**< about the z axis, radians */
+} kmath_angle3Vect;
+
+/**
+ * M = I + (sin θ/θ)·K + ((1 − cos θ)/θ²)·K², with θ = |r| and K·v = r × v.
+ *
+ * M is exactly the identity for an r of at most 1e-8 rad, so the derivative vanishes
+ * there, and for an r with a NaN. Where a component or the squared length is infinite
+ * (above about 1e154 rad), every element of M is NaN.
+ *
+ * @param[in]  r  radians, of any length; not checked for null
+ * @param[out] M  rotation matrix, orthogonal to a few ε
+ * @return KMATH_OK
+ * @see kmath_rodParam_getParam; Rodrigues, Journal de mathématiques pures et appliquées 5
+ *      (1840)
+ */
+KMATH_API kmath_status kmath_rodParam_buildMat(const kmath_rodParam *r, kmath_matrix3 *M);
+
+/**
+ * r = the rotation vector of M, by way of its quaternion (w, q): r = 2·acos(w)·q/|q|.
+ *
+ * M is taken for a rotation as it is; another matrix gives a vector without meaning. The
+ * quaternion is taken as it comes. Where the trace of M is not above 0 (θ of 120° or more),
+ * the component of q on the largest diagonal element, of equal ones on the first, is the
+ * positive one and w may be negative: r then has a length between π and 2π and is, for the
+ * rotation vector s of length θ ≤ π, s·(1 − 2π/θ). It stands for the same rotation.
+ *
+ * The arc cosine limits the accuracy: the error is a few ε/sin(θ/2). A |q| of at most 1e-8
+ * gives r = (0, 0, 0).
+ *
+ * @param[in]  M  rotation matrix. A NaN beside the diagonal passes: r is then (0, 0, 0), or NaN
+ *                where it meets w alone
+ * @param[out] r  radians; untouched on failure
+ * @return KMATH_OK, or KMATH_ERR_LEFT_HANDED when there is no quaternion: for a NaN on the
+ *         diagonal of M, or infinities there that cancel
+ * @see kmath_rodParam_findClosestRotation; Shepperd, Journal of Guidance and Control 1 (1978)
+ */
+KMATH_API kmath_status kmath_rodParam_getParam(const kmath_matrix3 *M, kmath_rodParam *r);
+
+/**
+ * R = R(r) and the quotients dRdx = (R(r + h·x) − R(r))/h, likewise dRdy, dRdz.
+ *
+ * Forward differences with h = 1e-8 rad. Near r = 0 they are no derivatives, as
+ * kmath_rodParam_buildMat gives exactly the identity up to a length of 1e-8: at r = 0 all
+ * three are exactly zero.
+ *
+ * @param[in]  r     radians
+ * @param[out] dRdx  per radian
+ * @param[out] dRdy  per radian
+ * @param[out] dRdz  per radian
+ * @param[out] R     rotation matrix of r; the four matrices must be distinct
+ * @return KMATH_OK
+ * @see kmath_rodParam_buildMat
+ */
+KMATH_API kmath_status kmath_rodParam_computeJacob(const kmath_rodParam *r, kmath_matrix3 *dRdx,
+                                                   kmath_matrix3 *dRdy, kmath_matrix3 *dRdz,
+                                                   kmath_matrix3 *R);
+
+/**
+ * R = U·Vᵀ of M = U·W·Vᵀ, the rotation closest to M in the Frobenius norm.
+ *
+ * An M orthogonal to within 1e-15, by the elements of MᵀM, is copied unchanged. For an M
+ * of rank below 3 the closest orthogonal matrix is not unique; the one that comes out may
+ * be a reflection, and is refused then.
+ *
+ * @param[in]  M  any; one far from 1 in magnitude is best scaled, as
+ *                kmath_nmmatrix_decompose tells
+ * @param[out] R  rotation matrix; may be M
+ * @return KMATH_OK; KMATH_ERR_LEFT_HANDED when the closest orthogonal matrix is a reflection,
+ *         with R untouched for an M orthogonal to within 1e-15, and R the reflection for any
+ *         other; KMATH_ERR_SINGULAR, with R untouched, for an M that is not finite or too
+ *         large, as by kmath_nmmatrix_decompose; or the status of a failing allocation
+ * @see kmath_rodParam_findClosestRotationAllowLeftHanded; Golub & Van Loan, Matrix
+ *      Computations, §12.4; Higham, Functions of Matrices, ch. 8
+ */
+KMATH_API kmath_status kmath_rodParam_findClosestRotation(const kmath_matrix3 *M, kmath_matrix3 *R);
+
+/**
+ * R = U·Vᵀ of M = U·W·Vᵀ, the orthogonal matrix closest to M, be it a rotation or a reflection.
+ *
+ * An M orthogonal to within 1e-15, by the elements of MᵀM, is copied unchanged.
+ *
+ * @param[in]  M  as for kmath_rodParam_findClosestRotation; not checked for null
+ * @param[out] R  orthogonal matrix; may be M; not checked for null
+ * @return KMATH_OK; KMATH_ERR_SINGULAR, with R untouched, for an M that is not finite or too
+ *         large, as by kmath_nmmatrix_decompose; or the status of a failing allocation
+ * @see kmath_rodParam_findClosestRotation
+ */
+KMATH_API kmath_status kmath_rodParam_findClosestRotationAllowLeftHanded(const kmath_matrix3 *M,
+                                                                         kmath_matrix3 *R);
+
+/**
+ * r = (ax, ay, az).
+ *
+ * @param[out] r   the angles
+ * @param[in]  ax  about the x axis, radians
+ * @param[in]  ay  about the y axis, radians
+ * @param[in]  az  about the z axis, radians
+ * @return KMATH_OK
+ */
+KMATH_API kmath_status kmath_angle3Vect_init(kmath_angle3Vect *r, const radian *ax,
+                                             const radian *ay, const radian *az);
+
+/**
+ * M = (Rx(ax)·Ry(ay))·Rz(az).
+ *
+ * @param[in]  angles  radians
+ * @param[out] M       rotation matrix
+ * @return KMATH_OK
+ * @see kmath_matrix3_initRotationAroundXAxis
+ */
+KMATH_API kmath_status kmath_angle3Vect_getMatrix(const kmath_angle3Vect *angles, kmath_matrix3 *M);
+
+/**
+ * The angles of the rotation R closest to M: ay = asin R(0, 2), az = atan2(−R(0, 1), R(0, 0)),
+ * ax = atan2(−R(1, 2), R(2, 2)).
+ *
+ * ay lies in [−π/2, π/2], ax and az in (−π, π]. Where R(0, 0) and R(0, 1) are within 1e-15 of 0,
+ * in gimbal lock, the x and z axes coincide; ax is 0 then and az carries both. Elsewhere the
+ * angles are accurate to a few ε/cos ay.
+ *
+ * @param[out] angles  radians; untouched on failure
+ * @param[in]  M       as for kmath_rodParam_findClosestRotation
+ * @return KMATH_OK, KMATH_ERR_NOT_ROTATION when the orthogonal matrix closest to M is a
+ *         reflection, or any other failure of kmath_rodParam_findClosestRotation
+ * @see kmath_angle3Vect_getMatrix
+ */
+KMATH_API kmath_status kmath_angle3Vect_setMatrix(kmath_angle3Vect *angles, const kmath_matrix3 *M);
+
+/**
+ * equal = (a = b), exactly.
+ *
+ * As numbers compare: −0 equals 0, and a NaN equals nothing. Angles a turn apart differ.
+ *
+ * @param[in]  a      any; not checked for null
+ * @param[in]  b      any; not checked for null
+ * @param[out] equal  1 when all three angles are equal, else 0; not checked for null
+ * @return KMATH_OK
+ */
+KMATH_API kmath_status kmath_angle3Vect_compareEqual(const kmath_angle3Vect *a,
+                                                     const kmath_angle3Vect *b, uint32_t *equal);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
