@@ -4,12 +4,15 @@
 // stored.
 #include <kmath/matrix3.h>
 
+#include "geometry/matrix3_product.hpp"
 #include "platform/check.hpp"
 #include "platform/math_support.hpp"
 
 #include <algorithm>
 #include <cmath>
 #include <iterator>
+
+using namespace kmath;
 
 namespace
 {
@@ -32,14 +35,6 @@ kmath_matrix3 adjugate(const kmath_matrix3 &m)
     return {e * i - f * h,    -(b * i - c * h), b * f - c * e,    //
             -(d * i - f * g), a * i - c * g,    -(a * f - c * d), //
             d * h - e * g,    -(a * h - b * g), a * e - b * d};
-}
-
-// m·(x, y, z)ᵀ
-kmath_vect3 product(const kmath_matrix3 &m, double x, double y, double z)
-{
-    return {m.m00 * x + m.m01 * y + m.m02 * z, //
-            m.m10 * x + m.m11 * y + m.m12 * z, //
-            m.m20 * x + m.m21 * y + m.m22 * z};
 }
 
 } // namespace
@@ -130,7 +125,7 @@ kmath_status kmath_matrix3_transpose(const kmath_matrix3 *m, kmath_matrix3 *r)
 kmath_status kmath_matrix3_multv(const kmath_matrix3 *m, const kmath_vect3 *v, kmath_vect3 *r)
 {
     KMATH_ASSERT(m && v && r);
-    *r = product(*m, v->x, v->y, v->z);
+    *r = product(*m, *v);
     return KMATH_OK;
 }
 

@@ -15,5 +15,6 @@
 #include <kmath/solvers.h>
 #include <kmath/status.h>
 #include <kmath/vectors.h>
+#include <kmath/xform3.h>
 
 #endif

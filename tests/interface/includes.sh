@@ -21,7 +21,7 @@ shared='platform/[a-z_]+\.hpp|kernels/kernels\.hpp|kernels/tridiagonal\.hpp'
 allow kernels 'kernels/[a-z_]+\.hpp'
 allow platform "$shared"
 for folder in geometry dense eigen solvers containers; do
-    allow "$folder" "$shared|$folder/[a-z_]+\.(hpp|inc)"
+    allow "$folder" "$shared|$folder/[a-z0-9_]+\.(hpp|inc)"
 done
 
 if grep -nE '#[[:space:]]*include[[:space:]]*<kmath' kernels/*; then
