@@ -80,6 +80,38 @@ TEST(RecordLayout, Angle3VectIsThreeDoubles)
     EXPECT_EQ(offsetof(kmath_angle3Vect, az), 16u);
 }
 
+TEST(RecordLayout, ComplexIsTheRealPartThenTheImaginary)
+{
+    EXPECT_EQ(sizeof(kmath_complex), 16u);
+    EXPECT_EQ(offsetof(kmath_complex, re), 0u);
+    EXPECT_EQ(offsetof(kmath_complex, im), 8u);
+}
+
+TEST(RecordLayout, Vect4cIsFourComplexNumbers)
+{
+    EXPECT_EQ(sizeof(kmath_vect4c), 64u);
+    EXPECT_EQ(offsetof(kmath_vect4c, v), 0u);
+    EXPECT_EQ(offsetof(kmath_vect4c, v[3].im), 56u);
+}
+
+TEST(RecordLayout, Matrix4cIsSixteenComplexNumbersByRows)
+{
+    EXPECT_EQ(sizeof(kmath_matrix4c), 256u);
+    EXPECT_EQ(offsetof(kmath_matrix4c, m), 0u);
+    EXPECT_EQ(offsetof(kmath_matrix4c, m[0][1].re), 16u);
+    EXPECT_EQ(offsetof(kmath_matrix4c, m[1][0].re), 64u);
+    EXPECT_EQ(offsetof(kmath_matrix4c, m[3][3].im), 248u);
+}
+
+TEST(RecordLayout, Matrix4IsSixteenDoublesByRows)
+{
+    EXPECT_EQ(sizeof(kmath_matrix4), 128u);
+    EXPECT_EQ(offsetof(kmath_matrix4, m), 0u);
+    EXPECT_EQ(offsetof(kmath_matrix4, m[0][1]), 8u);
+    EXPECT_EQ(offsetof(kmath_matrix4, m[1][0]), 32u);
+    EXPECT_EQ(offsetof(kmath_matrix4, m[3][3]), 120u);
+}
+
 TEST(RecordLayout, Matrix6FIsThirtySixFloatsByRows)
 {
     EXPECT_EQ(sizeof(kmath_matrix6F), 144u);
@@ -98,6 +130,10 @@ TEST(RecordLayout, EveryRecordIsPlain)
     EXPECT_TRUE(std::is_trivial_v<kmath_matrix3> && std::is_standard_layout_v<kmath_matrix3>);
     EXPECT_TRUE(std::is_trivial_v<kmath_rodParam> && std::is_standard_layout_v<kmath_rodParam>);
     EXPECT_TRUE(std::is_trivial_v<kmath_angle3Vect> && std::is_standard_layout_v<kmath_angle3Vect>);
+    EXPECT_TRUE(std::is_trivial_v<kmath_complex> && std::is_standard_layout_v<kmath_complex>);
+    EXPECT_TRUE(std::is_trivial_v<kmath_vect4c> && std::is_standard_layout_v<kmath_vect4c>);
+    EXPECT_TRUE(std::is_trivial_v<kmath_matrix4c> && std::is_standard_layout_v<kmath_matrix4c>);
+    EXPECT_TRUE(std::is_trivial_v<kmath_matrix4> && std::is_standard_layout_v<kmath_matrix4>);
     EXPECT_TRUE(std::is_trivial_v<kmath_matrix6F> && std::is_standard_layout_v<kmath_matrix6F>);
 }
 
