@@ -7,11 +7,10 @@
  * in row i and column j, counted from 0; the matrix turns column vectors by R·v,
  * right-handed. Angles are radians.
  *
- * The conversions between a parametrization and a matrix allocate nothing; the
- * closest rotation, and with it the angles of a matrix, works in dense matrices and
- * passes on what these may fail with. angle3Vect_init and angle3Vect_setMatrix take
- * their result first; all others take their results last. The two matrices of a
- * closest rotation may be one.
+ * Nothing here allocates: the closest rotation, and with it the angles of a matrix,
+ * works in dense matrices small enough to stay within their records. angle3Vect_init and
+ * angle3Vect_setMatrix take their result first; all others take their results last. The two
+ * matrices of a closest rotation may be one.
  *
  * A null record is a programming error, never a status: it is reported to
  * kstd_assert_, and the function carries on. buildMat checks its matrix alone;
@@ -54,7 +53,7 @@ typedef struct kmath_angle3Vect {
  * (above about 1e154 rad), every element of M is NaN.
  *
  * @param[in]  r  radians, of any length; not checked for null
- * @param[out] M  rotation matrix, orthogonal to a few ε
+ * @param[out] M  rotation matrix, orthogonal to 16 ε (ε = 2⁻⁵²)
  * @return KMATH_OK
  * @see kmath_rodParam_getParam; Rodrigues, Journal de mathématiques pures et appliquées 5
  *      (1840)
@@ -85,9 +84,11 @@ KMATH_API kmath_status kmath_rodParam_getParam(const kmath_matrix3 *M, kmath_rod
 /**
  * R = R(r) and the quotients dRdx = (R(r + h·x) − R(r))/h, likewise dRdy, dRdz.
  *
- * Forward differences with h = 1e-8 rad. Near r = 0 they are no derivatives, as
- * kmath_rodParam_buildMat gives exactly the identity up to a length of 1e-8: at r = 0 all
- * three are exactly zero.
+ * Forward differences with h = 1e-8 rad. An element is off by at most about 2e-8 where
+ * θ = |r| is below 1e-3, by 4e-8 below 1 and by 2e-7 up to π; beyond, the error grows with θ,
+ * as r + h·x is rounded. Within 2e-8 of r = 0 the quotients are no derivatives, as
+ * kmath_rodParam_buildMat gives exactly the identity up to a length of 1e-8: at r = 0 all three
+ * are exactly zero, and a step across that bound takes the whole rotation at once.
  *
  * @param[in]  r     radians
  * @param[out] dRdx  per radian
@@ -108,13 +109,13 @@ KMATH_API kmath_status kmath_rodParam_computeJacob(const kmath_rodParam *r, kmat
  * of rank below 3 the closest orthogonal matrix is not unique; the one that comes out may
  * be a reflection, and is refused then.
  *
- * @param[in]  M  any; one far from 1 in magnitude is best scaled, as
- *                kmath_nmmatrix_decompose tells
- * @param[out] R  rotation matrix; may be M
+ * @param[in]  M  any; best scaled towards 1 where all elements are below 1e-69 in magnitude, as R
+ *                need not be orthogonal, let alone the closest, then
+ * @param[out] R  rotation matrix, orthogonal to 32 ε (ε = 2⁻⁵²); may be M
  * @return KMATH_OK; KMATH_ERR_LEFT_HANDED when the closest orthogonal matrix is a reflection,
  *         with R untouched for an M orthogonal to within 1e-15, and R the reflection for any
- *         other; KMATH_ERR_SINGULAR, with R untouched, for an M that is not finite or too
- *         large, as by kmath_nmmatrix_decompose; or the status of a failing allocation
+ *         other; or a failure of kmath_nmmatrix_decompose, with R untouched: KMATH_ERR_SINGULAR
+ *         for an M that is not finite or has a singular value too large for a double
  * @see kmath_rodParam_findClosestRotationAllowLeftHanded; Golub & Van Loan, Matrix
  *      Computations, §12.4; Higham, Functions of Matrices, ch. 8
  */
@@ -127,8 +128,8 @@ KMATH_API kmath_status kmath_rodParam_findClosestRotation(const kmath_matrix3 *M
  *
  * @param[in]  M  as for kmath_rodParam_findClosestRotation; not checked for null
  * @param[out] R  orthogonal matrix; may be M; not checked for null
- * @return KMATH_OK; KMATH_ERR_SINGULAR, with R untouched, for an M that is not finite or too
- *         large, as by kmath_nmmatrix_decompose; or the status of a failing allocation
+ * @return KMATH_OK, or a failure of kmath_nmmatrix_decompose, with R untouched: KMATH_ERR_SINGULAR
+ *         for an M that is not finite or has a singular value too large for a double
  * @see kmath_rodParam_findClosestRotation
  */
 KMATH_API kmath_status kmath_rodParam_findClosestRotationAllowLeftHanded(const kmath_matrix3 *M,
@@ -162,7 +163,7 @@ KMATH_API kmath_status kmath_angle3Vect_getMatrix(const kmath_angle3Vect *angles
  *
  * ay lies in [−π/2, π/2], ax and az in (−π, π]. Where R(0, 0) and R(0, 1) are within 1e-15 of 0,
  * in gimbal lock, the x and z axes coincide; ax is 0 then and az carries both. Elsewhere the
- * angles are accurate to a few ε/cos ay.
+ * angles, and a matrix made of them again, are accurate to a few ε/cos ay.
  *
  * @param[out] angles  radians; untouched on failure
  * @param[in]  M       as for kmath_rodParam_findClosestRotation
