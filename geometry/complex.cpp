@@ -37,13 +37,13 @@ kmath_complex rootOnTheRight(const kmath_complex &c)
 
 // √c for Re c ≤ 0, c ≠ 0. The quotient of the imaginary part lies between 1/√2 and 1 and is
 // exactly 1 on the axis; that of the real part goes first into the small root.
-kmath_complex rootOnTheLeft(const kmath_complex &c)
+kmath_complex rootOnTheLeft(const kmath_complex &c, bool belowTheAxis)
 {
     const double length = magnitude(c);
     const double root = std::sqrt(length);
     const double divisor = magnitude({c.re - length, c.im});
     const kmath_complex r = {c.im * (root / divisor), root * ((length - c.re) / divisor)};
-    return c.im < 0.0 ? -r : r;
+    return belowTheAxis ? -r : r;
 }
 
 // Takes numbers whose magnitude could overflow, or lose digits below the smallest normal number,
@@ -98,7 +98,10 @@ kmath_status kmath_complex_initSqrt(kmath_complex *r, const kmath_complex *c)
         return kmath_complex_init(r);
     const int k = exponentToSafety(*c);
     const kmath_complex scaled = {std::ldexp(c->re, 2 * k), std::ldexp(c->im, 2 * k)};
-    const kmath_complex root = scaled.re > 0.0 ? rootOnTheRight(scaled) : rootOnTheLeft(scaled);
+    // Asked of c itself, as scaling may turn a tiny imaginary part into 0.
+    const bool belowTheAxis = c->im < 0.0;
+    const kmath_complex root =
+        scaled.re > 0.0 ? rootOnTheRight(scaled) : rootOnTheLeft(scaled, belowTheAxis);
     *r = {std::ldexp(root.re, -k), std::ldexp(root.im, -k)};
     return KMATH_OK;
 }

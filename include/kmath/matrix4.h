@@ -343,11 +343,11 @@ KMATH_API kmath_status kmath_matrix4_initAdd(kmath_matrix4 *r, const kmath_matri
  * either has an eigenvector of its own, which is exact to that tolerance, or, as in a Jordan
  * block, repeats the vector of the first: the columns of V are then linearly dependent.
  *
- * The stated shift does not serve every matrix: of random ones about one in a hundred meets
- * the limit of 100 iterations, among them some whose shift stays real before a complex pair,
- * and the cyclic permutation of four components; of symmetric ones none did. Nothing is
- * scaled beforehand: squares of the elements that overflow or vanish spoil the shift, and the
- * iteration then ends at its limit, as it does for a NaN off the diagonal.
+ * No shift serves every matrix, and this one leaves some at the limit of 100 iterations: the
+ * cyclic permutation of four components, matrices whose shift stays real before a complex
+ * pair, and of random ones about one in a hundred. Of random symmetric ones none was seen.
+ * Nothing is scaled beforehand: where squares of the elements overflow or vanish, the shift is
+ * spoilt and the iteration usually ends at its limit, as it does for most NaN and infinities.
  *
  * @param[in]  A        any
  * @param[out] values   λ, the diagonal of T in order; not sorted
