@@ -162,8 +162,9 @@ KMATH_API kmath_status kmath_angle3Vect_getMatrix(const kmath_angle3Vect *angles
  * ax = atan2(−R(1, 2), R(2, 2)).
  *
  * ay lies in [−π/2, π/2], ax and az in (−π, π]. Where R(0, 0) and R(0, 1) are within 1e-15 of 0,
- * in gimbal lock, the x and z axes coincide; ax is 0 then and az carries both. Elsewhere the
- * angles, and a matrix made of them again, are accurate to a few ε/cos ay.
+ * in gimbal lock, the x and z axes coincide: ax is 0 then, az carries both as
+ * atan2(R(1, 0), R(1, 1)), and ay = atan2(R(0, 2), R(2, 2)) may pass ±π/2 by rounding. Elsewhere
+ * the angles, and a matrix made of them again, are accurate to a few ε/cos ay.
  *
  * @param[out] angles  radians; untouched on failure
  * @param[in]  M       as for kmath_rodParam_findClosestRotation

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "support/matrices.hpp"
+#include "support/services.hpp"
 
 #include <kmath/rotations.h>
 
@@ -11,6 +12,8 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
+#include <functional>
 #include <initializer_list>
 #include <iterator>
 #include <limits>
@@ -148,6 +151,15 @@ inline kmath_matrix3 strangeMatrix3(std::mt19937_64 &generator)
     for (const auto e : elements)
         m.*e = strangeNumbers.begin()[index(generator)];
     return m;
+}
+
+// Every call reports, and from one line: the function's own check, not that of an inner one.
+inline void expectOneAssertion(std::initializer_list<std::function<void()>> calls)
+{
+    const std::int32_t line = support::assertedLine(*calls.begin());
+    EXPECT_GT(line, 0);
+    for (const auto &call : calls)
+        EXPECT_EQ(support::assertedLine(call), line);
 }
 
 } // namespace rotations
