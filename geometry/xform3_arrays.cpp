@@ -3,9 +3,12 @@
 // Every item gets the bits of the function that maps one.
 #include <kmath/xform3.h>
 
+#include "kernels/kernels.hpp"
 #include "platform/check.hpp"
 
 #include <cstddef>
+
+using namespace kmath;
 
 namespace
 {
@@ -29,16 +32,29 @@ template <class Item> kmath_status copyItems(int64_t count, const Item *input, I
     return ksys_memory_copy(output, input, static_cast<std::size_t>(count) * sizeof(Item));
 }
 
-template <class Item>
-using MapItem = kmath_status (*)(const kmath_xform3Linear *, const Item *, Item *);
-
-template <class Item> kmath_status mapItems(const kmath_xform3Linear *X, int64_t count,
-                                            const Item *input, Item *output, MapItem<Item> mapItem)
+// The same transform, and the same items, as the kernels see them.
+Affine affine(const kmath_xform3Linear &X)
 {
+    const auto &[t, M] = X;
+    return {{{M.m00, M.m01, M.m02}, {M.m10, M.m11, M.m12}, {M.m20, M.m21, M.m22}}, {t.x, t.y, t.z}};
+}
+
+const double *numbers(const kmath_vect3 *items) { return reinterpret_cast<const double *>(items); }
+double *numbers(kmath_vect3 *items) { return reinterpret_cast<double *>(items); }
+const float *numbers(const kmath_vect3F *items) { return reinterpret_cast<const float *>(items); }
+float *numbers(kmath_vect3F *items) { return reinterpret_cast<float *>(items); }
+
+template <class Number> using MapNumbers = void (*)(Affine, const Number *, Number *, std::int64_t);
+
+template <class Item, class Number>
+kmath_status mapItems(const kmath_xform3Linear *X, int64_t count, const Item *input, Item *output,
+                      MapNumbers<Number> Kernels::*map)
+{
+    static_assert(sizeof(Item) == 3 * sizeof(Number));
     if (count < 0)
         return KMATH_ERR_NEGATIVE_COUNT;
-    for (int64_t i = 0; i < count; ++i)
-        RETURN_IF_FAILED(mapItem(X, input + i, output + i));
+    if (count > 0)
+        (kernels().*map)(affine(*X), numbers(input), numbers(output), count);
     return KMATH_OK;
 }
 
@@ -49,7 +65,7 @@ kmath_status kmath_xform3Linear_mapPoints(const kmath_xform3Linear *X, int64_t c
 {
     if (count > 0 && isIdentity(X))
         return kmath_xform3LinearMapPointsIdentity(count, input, output);
-    return mapItems(X, count, input, output, kmath_xform3Linear_mapPoint);
+    return mapItems(X, count, input, output, &Kernels::mapPoints);
 }
 
 kmath_status kmath_xform3Linear_mapPointsF(const kmath_xform3Linear *X, int64_t count,
@@ -57,19 +73,19 @@ kmath_status kmath_xform3Linear_mapPointsF(const kmath_xform3Linear *X, int64_t 
 {
     if (count > 0 && isIdentity(X))
         return kmath_xform3LinearMapPointsIdentityF(count, input, output);
-    return mapItems(X, count, input, output, kmath_xform3Linear_mapPointF);
+    return mapItems(X, count, input, output, &Kernels::mapPointsF);
 }
 
 kmath_status kmath_xform3Linear_mapVectors(const kmath_xform3Linear *X, int64_t count,
                                            const kmath_vect3 *input, kmath_vect3 *output)
 {
-    return mapItems(X, count, input, output, kmath_xform3Linear_mapVector);
+    return mapItems(X, count, input, output, &Kernels::mapVectors);
 }
 
 kmath_status kmath_xform3Linear_mapVectorsF(const kmath_xform3Linear *X, int64_t count,
                                             const kmath_vect3F *input, kmath_vect3F *output)
 {
-    return mapItems(X, count, input, output, kmath_xform3Linear_mapVectorF);
+    return mapItems(X, count, input, output, &Kernels::mapVectorsF);
 }
 
 kmath_status kmath_xform3LinearMapPointsIdentity(int64_t count, const kmath_vect3 *input,

@@ -4,6 +4,7 @@
 #include "kernels/lanes.hpp"
 
 #include "kernels/elementwise.hpp"
+#include "kernels/points.hpp"
 #include "kernels/products.hpp"
 #include "kernels/updates.hpp"
 
@@ -29,6 +30,10 @@ const Kernels KMATH_INSTANCE = {
     .subtractScaled = subtractScaled,
     .rotate = rotate,
     .rankOneSubtract = rankOneSubtract,
+    .mapPoints = mapPoints,
+    .mapPointsF = mapPointsF,
+    .mapVectors = mapVectors,
+    .mapVectorsF = mapVectorsF,
 };
 
 } // namespace kmath

@@ -28,6 +28,12 @@ struct ConstBlock {
     int column = 0;
 };
 
+/// The transform p ↦ M·p + t of points in space.
+struct Affine {
+    double M[3][3];
+    double t[3];
+};
+
 struct Kernels {
     const char *name; ///< instruction set
     int lanes;        ///< doubles in its widest vector
@@ -49,6 +55,14 @@ struct Kernels {
     void (*rotate)(double *x, double *y, std::int64_t n, double c, double s);
     /// A(i, j) −= u(i)·v(j), where u is a column of a block
     void (*rankOneSubtract)(Block A, ConstBlock u, const double *v);
+
+    // q(i) = M·p(i) + t or M·v(i) for n points of three numbers, in order; floats are widened,
+    // mapped and rounded. The arrays may be the same or overlap: each point is read whole before it
+    // is written, and what was written is read.
+    void (*mapPoints)(Affine X, const double *p, double *q, std::int64_t n);
+    void (*mapPointsF)(Affine X, const float *p, float *q, std::int64_t n);
+    void (*mapVectors)(Affine X, const double *v, double *q, std::int64_t n);
+    void (*mapVectorsF)(Affine X, const float *v, float *q, std::int64_t n);
 };
 
 extern const Kernels kernelsBaseline;

@@ -17,6 +17,9 @@ constexpr int laneCount = 2;
 
 typedef double Lanes __attribute__((vector_size(laneCount * sizeof(double))));
 
+/// As many floats.
+typedef float FloatLanes __attribute__((vector_size(laneCount * sizeof(float))));
+
 /// Doubles in a V, which is a vector of them or double itself.
 template <class V> constexpr int width = static_cast<int>(sizeof(V) / sizeof(double));
 
@@ -30,14 +33,14 @@ template <> struct VectorOf<1> {
 /// Half of a V.
 template <class V> using Narrower = typename VectorOf<width<V> / 2>::type;
 
-template <class V> inline V load(const double *from)
+template <class V, class Number> inline V load(const Number *from)
 {
     V value;
     __builtin_memcpy(&value, from, sizeof value);
     return value;
 }
 
-template <class V> inline void store(double *to, V value)
+template <class V, class Number> inline void store(Number *to, V value)
 {
     __builtin_memcpy(to, &value, sizeof value);
 }
