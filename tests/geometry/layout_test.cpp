@@ -3,6 +3,7 @@
 #include <kmath/matrix4.h>
 #include <kmath/rotations.h>
 #include <kmath/vectors.h>
+#include <kmath/xform3.h>
 
 #include <gtest/gtest.h>
 
@@ -32,6 +33,13 @@ TEST(RecordLayout, Vect3FIsThreeFloats)
     EXPECT_EQ(offsetof(kmath_vect3F, x), 0u);
     EXPECT_EQ(offsetof(kmath_vect3F, y), 4u);
     EXPECT_EQ(offsetof(kmath_vect3F, z), 8u);
+}
+
+TEST(RecordLayout, Xform3IsATranslationAndAMatrix)
+{
+    EXPECT_EQ(sizeof(kmath_xform3Linear), 96u);
+    EXPECT_EQ(offsetof(kmath_xform3Linear, translation), 0u);
+    EXPECT_EQ(offsetof(kmath_xform3Linear, matrix), 24u);
 }
 
 TEST(RecordLayout, Vect4IsFourDoubles)

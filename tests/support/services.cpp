@@ -25,6 +25,10 @@ std::atomic<std::int64_t> untilFailure{-1};
 std::atomic<bool> failed{false};
 std::atomic<std::size_t> requested{0};
 
+std::atomic<kmath_status> copyAnswer{KMATH_OK};
+std::atomic<int> copies{0};
+std::atomic<std::size_t> copied{0};
+
 std::atomic<std::int32_t> threadCount{0};
 
 bool refuse(std::size_t bytes)
@@ -74,6 +78,17 @@ kmath_status ksys_memory_alloc_internal(void **block, std::size_t bytes)
 kmath_status ksys_memory_allocClear_internal(void **block, std::size_t bytes)
 {
     return take(block, bytes, true);
+}
+
+kmath_status ksys_memory_copy(void *to, const void *from, std::size_t bytes)
+{
+    ++copies;
+    copied = bytes;
+    if (KMATH_IS_FAILURE(copyAnswer.load()))
+        return copyAnswer;
+    if (bytes != 0)
+        std::memmove(to, from, bytes);
+    return KMATH_OK;
 }
 
 kmath_status ksys_memory_realloc_internal(void **block, std::size_t bytes)
@@ -195,6 +210,18 @@ void sweepAllocationFailures(const std::function<kmath_status()> &body)
         [&](bool hasFailed) { EXPECT_EQ(status, hasFailed ? KMATH_ERR_NO_MEMORY : KMATH_OK); },
         [&] { status = body(); });
 }
+
+CopyWatch::CopyWatch(kmath_status answer)
+{
+    copyAnswer = answer;
+    copies = 0;
+}
+
+CopyWatch::~CopyWatch() { copyAnswer = KMATH_OK; }
+
+int CopyWatch::calls() const { return copies; }
+
+std::size_t CopyWatch::lastBytes() const { return copied; }
 
 ThreadCount::ThreadCount(std::int32_t threads) { threadCount = threads; }
 

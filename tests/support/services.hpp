@@ -66,6 +66,19 @@ void sweepAllocationFailures(const std::function<kmath_status()> &body);
 void sweepAllocationFailures(const std::function<void(bool failed)> &judge,
                              const std::function<void()> &body);
 
+/// Watches ksys_memory_copy while it lives. With a failure to answer, nothing is copied.
+class CopyWatch
+{
+  public:
+    explicit CopyWatch(kmath_status answer = KMATH_OK);
+    ~CopyWatch();
+    CopyWatch(const CopyWatch &) = delete;
+    CopyWatch &operator=(const CopyWatch &) = delete;
+
+    int calls() const;
+    std::size_t lastBytes() const;
+};
+
 /// Makes ksys_jobGetCurrentThreadState answer the count while it lives.
 class ThreadCount
 {
