@@ -343,19 +343,20 @@ KMATH_API kmath_status kmath_matrix4_initAdd(kmath_matrix4 *r, const kmath_matri
  * either has an eigenvector of its own, which is exact to that tolerance, or, as in a Jordan
  * block, repeats the vector of the first: the columns of V are then linearly dependent.
  *
- * No shift serves every matrix, and this one leaves some at the limit of 100 iterations: the
- * cyclic permutation of four components, matrices whose shift stays real before a complex
- * pair, and of random ones about one in a hundred. Of random symmetric ones none was seen.
- * Nothing is scaled beforehand: where squares of the elements overflow or vanish, the shift is
- * spoilt and the iteration usually ends at its limit, as it does for most NaN and infinities.
+ * This shift does not serve every matrix. The limit of 100 iterations ends, among others,
+ * rotations about the y axis, the cyclic permutation of four components, matrices whose shift
+ * stays real before a complex pair, and about one random matrix in a hundred, but none seen
+ * of the symmetric ones. Nothing is scaled beforehand: where squares of the elements overflow
+ * or vanish, the shift is spoilt, and the limit usually ends these too, as it does most
+ * matrices with NaN or infinities.
  *
  * @param[in]  A        any
  * @param[out] values   λ, the diagonal of T in order; not sorted
  * @param[out] vectors  V, the eigenvector of values.v[j] in column j; neither normalised nor
  *                      of a fixed phase
  * @return KMATH_OK, KMATH_ERR_SINGULAR when 100 iterations do not make T triangular, or
- *         KMATH_ERR_DIVIDE_BY_ZERO when two eigenvalues are exactly 0, as in the zero
- *         matrix; both results are then untouched
+ *         KMATH_ERR_DIVIDE_BY_ZERO when two eigenvalues come out as exactly 0, as for the zero
+ *         matrix or for scales too far apart; both results are then untouched
  * @see Golub & Van Loan, Matrix Computations, §5.1, §7.5 and §7.6
  */
 KMATH_API kmath_status kmath_matrix4_eigen(const kmath_matrix4 *A, kmath_vect4c *values,
