@@ -23,7 +23,8 @@ typedef struct Drawing {
 bool beginDrawing(Drawing *drawing, const char *folder, const char *name, int32_t width,
                   int32_t height);
 
-/* Closes the script, has gnuplot draw folder/name.png and prints where it is; or tells what failed. */
+/* Closes the script, has gnuplot draw folder/name.png and prints where it is; or tells what failed.
+ */
 bool endDrawing(Drawing *drawing);
 
 /* "command 'text'"; quotes inside the text are doubled, as gnuplot wants them. */

@@ -1,21 +1,13 @@
 // The program as its user runs it: its closing line, its picture, and what it says about files that
 // are missing, cut short or malformed.
+#include "tests/examples/program.hpp"
+
 #include <gtest/gtest.h>
 
-#include <cstdint>
-#include <cstdlib>
 #include <fcntl.h>
-#include <filesystem>
-#include <fstream>
-#include <functional>
-#include <iterator>
 #include <regex>
-#include <sstream>
-#include <string>
-#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
-#include <vector>
 
 extern "C" {
 #include "examples/fit/data_set.h"
@@ -24,39 +16,7 @@ extern "C" {
 namespace
 {
 
-namespace fs = std::filesystem;
-using Lines = std::vector<std::string>;
-
-std::string contents(const fs::path &path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-Lines linesOf(const std::string &text)
-{
-    Lines lines;
-    std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);)
-        lines.push_back(line);
-    return lines;
-}
-
-std::string joined(const Lines &lines)
-{
-    std::string text;
-    for (const std::string &line : lines)
-        text += line + '\n';
-    return text;
-}
-
-std::string quoted(const fs::path &path) { return '\'' + path.string() + '\''; }
-
-struct Outcome {
-    int status;
-    std::string out;
-    std::string err;
-};
+using namespace programs;
 
 // A folder of its own for each test, with a copy of the data that the test may spoil.
 class FitReferenceData : public testing::Test
@@ -64,8 +24,7 @@ class FitReferenceData : public testing::Test
   protected:
     FitReferenceData()
     {
-        std::string name = (fs::temp_directory_path() / "kmath-fit-XXXXXX").string();
-        folder = mkdtemp(name.data());
+        folder = makeFolder("kmath-fit");
         data = folder / "data";
         fs::copy(DATA_FOLDER, data);
     }
@@ -73,11 +32,7 @@ class FitReferenceData : public testing::Test
 
     Outcome run(const std::string &arguments, const std::string &environment = "") const
     {
-        const std::string command = environment + ' ' + quoted(FIT_PROGRAM) + ' ' + arguments +
-                                    " >" + quoted(folder / "stdout") + " 2>" +
-                                    quoted(folder / "stderr");
-        const int status = std::system(command.c_str());
-        return {WEXITSTATUS(status), contents(folder / "stdout"), contents(folder / "stderr")};
+        return runProgram(FIT_PROGRAM, arguments, folder, environment);
     }
 
     Outcome runOnData(const std::string &environment = "") const
@@ -113,10 +68,6 @@ class FitReferenceData : public testing::Test
     fs::path folder;
     fs::path data;
 };
-
-const std::string withoutGnuplot = "PATH=/nonexistent";
-
-bool gnuplotIsThere() { return std::system("gnuplot --version >/dev/null 2>&1") == 0; }
 
 TEST_F(FitReferenceData, ReachesTheDigitsPromised)
 {
@@ -400,17 +351,6 @@ struct Fault {
 };
 
 void PrintTo(const Fault &fault, std::ostream *out) { *out << fault.file; }
-
-// Replaces the numbered line, counted from 1 as in messages.
-std::function<void(Lines &)> line(size_t number, const char *text)
-{
-    return [=](Lines &lines) { lines.at(number - 1) = text; };
-}
-
-std::function<void(Lines &)> endAfter(size_t count)
-{
-    return [=](Lines &lines) { lines.resize(count); };
-}
 
 // misra1a.csv: 1-2 comments, 3 set, 4 model, 5 parameters, 6 observations, 7 residual sum, 8 its
 // deviation, 9 degrees of freedom, 10 head of the parameters, 11-12 parameters, 13 column names,

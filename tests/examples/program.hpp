@@ -1,0 +1,83 @@
+// A program run in a folder of its own, and text files to feed it.
+#pragma once
+
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <sstream>
+#include <string>
+#include <sys/wait.h>
+#include <vector>
+
+namespace programs
+{
+
+namespace fs = std::filesystem;
+using Lines = std::vector<std::string>;
+
+inline std::string contents(const fs::path &path)
+{
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+inline Lines linesOf(const std::string &text)
+{
+    Lines lines;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);)
+        lines.push_back(line);
+    return lines;
+}
+
+inline std::string joined(const Lines &lines)
+{
+    std::string text;
+    for (const std::string &line : lines)
+        text += line + '\n';
+    return text;
+}
+
+inline std::string quoted(const fs::path &path) { return '\'' + path.string() + '\''; }
+
+struct Outcome {
+    int status;
+    std::string out;
+    std::string err;
+};
+
+inline const std::string withoutGnuplot = "PATH=/nonexistent";
+
+inline bool gnuplotIsThere() { return std::system("gnuplot --version >/dev/null 2>&1") == 0; }
+
+// Replaces the numbered line, counted from 1 as in messages.
+inline std::function<void(Lines &)> line(size_t number, const char *text)
+{
+    return [=](Lines &lines) { lines.at(number - 1) = text; };
+}
+
+inline std::function<void(Lines &)> endAfter(size_t count)
+{
+    return [=](Lines &lines) { lines.resize(count); };
+}
+
+inline fs::path makeFolder(const std::string &prefix)
+{
+    std::string name = (fs::temp_directory_path() / (prefix + "-XXXXXX")).string();
+    return mkdtemp(name.data());
+}
+
+// The streams go to files in the folder.
+inline Outcome runProgram(const fs::path &program, const std::string &arguments,
+                          const fs::path &folder, const std::string &environment = "")
+{
+    const std::string command = environment + ' ' + quoted(program) + ' ' + arguments + " >" +
+                                quoted(folder / "stdout") + " 2>" + quoted(folder / "stderr");
+    const int status = std::system(command.c_str());
+    return {WEXITSTATUS(status), contents(folder / "stdout"), contents(folder / "stderr")};
+}
+
+} // namespace programs
