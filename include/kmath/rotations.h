@@ -48,9 +48,9 @@ typedef struct kmath_angle3Vect {
 /**
  * M = I + (sin θ/θ)·K + ((1 − cos θ)/θ²)·K², with θ = |r| and K·v = r × v.
  *
- * M is exactly the identity for an r of at most 1e-8 rad, so the derivative vanishes
- * there, and for an r with a NaN. Where a component or the squared length is infinite
- * (above about 1e154 rad), every element of M is NaN.
+ * M is exactly the identity for an r of at most 1e-8 rad, without the first-order term, and
+ * for an r with a NaN. For any other r with an infinite component or squared length (above
+ * about 1e154 rad), every element of M is NaN.
  *
  * @param[in]  r  radians, of any length; not checked for null
  * @param[out] M  rotation matrix, orthogonal to 16 ε (ε = 2⁻⁵²)
@@ -76,7 +76,7 @@ KMATH_API kmath_status kmath_rodParam_buildMat(const kmath_rodParam *r, kmath_ma
  *                where it meets w alone
  * @param[out] r  radians; untouched on failure
  * @return KMATH_OK, or KMATH_ERR_LEFT_HANDED when there is no quaternion: for a NaN on the
- *         diagonal of M, or infinities there that cancel
+ *         diagonal of M, or one that arises from infinities there
  * @see kmath_rodParam_findClosestRotation; Shepperd, Journal of Guidance and Control 1 (1978)
  */
 KMATH_API kmath_status kmath_rodParam_getParam(const kmath_matrix3 *M, kmath_rodParam *r);
@@ -84,11 +84,14 @@ KMATH_API kmath_status kmath_rodParam_getParam(const kmath_matrix3 *M, kmath_rod
 /**
  * R = R(r) and the quotients dRdx = (R(r + h·x) − R(r))/h, likewise dRdy, dRdz.
  *
- * Forward differences with h = 1e-8 rad. An element is off by at most about 2e-8 where
- * θ = |r| is below 1e-3, by 4e-8 below 1 and by 2e-7 up to π; beyond, the error grows with θ,
- * as r + h·x is rounded. Within 2e-8 of r = 0 the quotients are no derivatives, as
- * kmath_rodParam_buildMat gives exactly the identity up to a length of 1e-8: at r = 0 all three
- * are exactly zero, and a step across that bound takes the whole rotation at once.
+ * Forward differences with h = 1e-8 rad. From θ = |r| = 2e-8 an element is off by at most about
+ * 2e-8 up to 1e-3, by 4e-8 up to 1 and by 2e-7 up to π; beyond, the error grows with θ, as
+ * r + h·x is rounded.
+ *
+ * For θ below 2e-8 the quotients are no derivatives, as kmath_rodParam_buildMat gives exactly the
+ * identity up to a length of 1e-8: a step within that bound, as any from r = 0, gives a matrix of
+ * zeros, and a step across it takes the whole rotation at once. A fit that starts at r = 0 does
+ * not turn; start it at 1e-3 rad, say.
  *
  * @param[in]  r     radians
  * @param[out] dRdx  per radian
@@ -109,9 +112,10 @@ KMATH_API kmath_status kmath_rodParam_computeJacob(const kmath_rodParam *r, kmat
  * of rank below 3 the closest orthogonal matrix is not unique; the one that comes out may
  * be a reflection, and is refused then.
  *
- * @param[in]  M  any; best scaled towards 1 where all elements are below 1e-69 in magnitude, as R
- *                need not be orthogonal, let alone the closest, then
- * @param[out] R  rotation matrix, orthogonal to 32 ε (ε = 2⁻⁵²); may be M
+ * @param[in]  M  any; best scaled to elements about 1. R need not be orthogonal, let alone the
+ *                closest, where M, one of its columns or its two smaller singular values are
+ *                below about 1e-50 without being zero
+ * @param[out] R  rotation matrix, elsewhere orthogonal to 32 ε (ε = 2⁻⁵²); may be M
  * @return KMATH_OK; KMATH_ERR_LEFT_HANDED when the closest orthogonal matrix is a reflection,
  *         with R untouched for an M orthogonal to within 1e-15, and R the reflection for any
  *         other; or a failure of kmath_nmmatrix_decompose, with R untouched: KMATH_ERR_SINGULAR
@@ -138,7 +142,7 @@ KMATH_API kmath_status kmath_rodParam_findClosestRotationAllowLeftHanded(const k
 /**
  * r = (ax, ay, az).
  *
- * @param[out] r   the angles
+ * @param[out] r   the angles, as they are given: not brought into any range
  * @param[in]  ax  about the x axis, radians
  * @param[in]  ay  about the y axis, radians
  * @param[in]  az  about the z axis, radians
@@ -150,8 +154,8 @@ KMATH_API kmath_status kmath_angle3Vect_init(kmath_angle3Vect *r, const radian *
 /**
  * M = (Rx(ax)·Ry(ay))·Rz(az).
  *
- * @param[in]  angles  radians
- * @param[out] M       rotation matrix
+ * @param[in]  angles  radians, any; one that is not finite makes elements NaN
+ * @param[out] M       rotation matrix, orthogonal to 8 ε (ε = 2⁻⁵²)
  * @return KMATH_OK
  * @see kmath_matrix3_initRotationAroundXAxis
  */
@@ -161,10 +165,14 @@ KMATH_API kmath_status kmath_angle3Vect_getMatrix(const kmath_angle3Vect *angles
  * The angles of the rotation R closest to M: ay = asin R(0, 2), az = atan2(−R(0, 1), R(0, 0)),
  * ax = atan2(−R(1, 2), R(2, 2)).
  *
- * ay lies in [−π/2, π/2], ax and az in (−π, π]. Where R(0, 0) and R(0, 1) are within 1e-15 of 0,
- * in gimbal lock, the x and z axes coincide: ax is 0 then, az carries both as
- * atan2(R(1, 0), R(1, 1)), and ay = atan2(R(0, 2), R(2, 2)) may pass ±π/2 by rounding. Elsewhere
- * the angles, and a matrix made of them again, are accurate to a few ε/cos ay.
+ * ay lies in [−π/2, π/2], ax and az in (−π, π]; a half turn is +π, whatever the sign of a zero.
+ * Where R(0, 0) and R(0, 1) are within 1e-15 of 0, in gimbal lock, the x and z axes coincide;
+ * then ax = 0, az = atan2(R(1, 0), R(1, 1)) carries both turns, and ay = atan2(R(0, 2), R(2, 2))
+ * may pass ±π/2 by rounding, some 1e-15.
+ *
+ * Elsewhere each angle errs by a few ε/cos ay. Near gimbal lock, where cos ay is small but above
+ * that bound, this is much, and as ax and az err independently, a matrix made of the angles is as
+ * far from R: 1e-9 at cos ay = 1e-6. In gimbal lock itself the angles give R back.
  *
  * @param[out] angles  radians; untouched on failure
  * @param[in]  M       as for kmath_rodParam_findClosestRotation

@@ -106,7 +106,7 @@ TEST(Angle3VectGetMatrix, HasTheBitsOfTheProduct)
         kmath_matrix3_initRotationAroundZAxis(&Rz, &az);
         const kmath_matrix3 M = getMatrix({ax.value, ay.value, az.value});
         EXPECT_TRUE(sameBits(M, product(product(Rx, Ry), Rz)));
-        EXPECT_LE(orthogonalityError(M), 16 * eps);
+        EXPECT_LE(orthogonalityError(M), 8 * eps);
     }
 }
 
@@ -169,6 +169,28 @@ TEST(Angle3VectSetMatrix, IsGimbalLockedUpToTenToTheMinus15)
     expectAngles(withM00(-above), {-pi / 2, pi / 2, pi}, 2e-15);
     expectAngles(withM01(above), {pi / 2, pi / 2, pi / 2}, 2e-15);
     expectAngles(withM01(-above), {-pi / 2, pi / 2, -pi / 2}, 2e-15);
+}
+
+TEST(Angle3VectSetMatrix, HasTheBitsOfTheFormulasInGimbalLock)
+{
+    std::mt19937_64 generator(36);
+    std::uniform_real_distribution<double> uniform(-pi, pi);
+    int locked = 0;
+    for (int n = 0; n < 10000; ++n) {
+        const double ay = n % 2 ? pi / 2 : -pi / 2;
+        const kmath_matrix3 M = getMatrix({uniform(generator), ay, uniform(generator)});
+        kmath_matrix3 R;
+        ASSERT_EQ(kmath_rodParam_findClosestRotation(&M, &R), KMATH_OK);
+        if (std::fabs(R.m00) > 1e-15 || std::fabs(R.m01) > 1e-15)
+            continue; // left by the decomposition a little short of the lock
+        ++locked;
+        kmath_angle3Vect angles;
+        ASSERT_EQ(setMatrix(angles, M), KMATH_OK);
+        EXPECT_EQ(angles.ax, 0.0);
+        EXPECT_TRUE(support::sameBits(angles.ay, std::atan2(R.m02, R.m22)));
+        EXPECT_TRUE(support::sameBits(angles.az, std::atan2(R.m10, R.m11)));
+    }
+    EXPECT_GT(locked, 5000);
 }
 
 TEST(Angle3VectSetMatrix, ClampsTheSine)

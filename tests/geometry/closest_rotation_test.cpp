@@ -261,6 +261,23 @@ TEST(FindClosestRotation, ReturnsAnOrthogonalMatrixOfAnyRank)
     }
 }
 
+// Here the two smaller singular values are rounding noise.
+TEST(FindClosestRotation, IsOrthogonalForRandomMatricesOfRankOne)
+{
+    std::mt19937_64 generator(26);
+    double worst = 0.0;
+    for (int n = 0; n < 20000; ++n) {
+        const double scale = randomMagnitude(1e-50, 1e300, generator);
+        const kmath_rodParam u = randomVector(1.0, generator), v = randomVector(scale, generator);
+        const Found found =
+            closestOrthogonal({u.x * v.x, u.x * v.y, u.x * v.z, u.y * v.x, u.y * v.y, u.y * v.z,
+                               u.z * v.x, u.z * v.y, u.z * v.z});
+        ASSERT_EQ(found.status, KMATH_OK);
+        worst = std::fmax(worst, orthogonalityError(found.R));
+    }
+    EXPECT_LE(worst, 32 * eps);
+}
+
 TEST(FindClosestRotation, RefusesWhatIsNotFinite)
 {
     for (const double x : {notANumber, infinity, -infinity})

@@ -482,6 +482,18 @@ TEST(RodParamComputeJacob, IsZeroAtTheIdentity)
         EXPECT_EQ(maxDifference(D, kmath_matrix3{}), 0.0);
 }
 
+TEST(RodParamComputeJacob, IsZeroWhereNoStepLeavesTheIdentity)
+{
+    const Jacobian J = jacobian({-2e-9, -3e-9, -1e-9});
+    for (const kmath_matrix3 &D : J.d)
+        EXPECT_EQ(maxDifference(D, kmath_matrix3{}), 0.0);
+    // One step that does leave it: the others stay.
+    const Jacobian mixed = jacobian({1e-9, -3e-9, -3e-9});
+    EXPECT_NEAR(mixed.d[0].m21, 1.1, 1e-7);
+    EXPECT_EQ(maxDifference(mixed.d[1], kmath_matrix3{}), 0.0);
+    EXPECT_EQ(maxDifference(mixed.d[2], kmath_matrix3{}), 0.0);
+}
+
 // A step that leaves the sphere of the identity takes all of the rotation with it.
 TEST(RodParamComputeJacob, IsNoDerivativeAcrossTheThreshold)
 {
