@@ -150,7 +150,8 @@ KMATH_API kmath_status kmath_vect3_getDistance(const kmath_vect3 *a, const kmath
  * The reciprocal of the length is formed once and multiplied by each component.
  *
  * @param[in]  v  any; not checked for null
- * @param[out] r  unit vector; may be v; untouched on failure
+ * @param[out] r  unit vector, or zeros where the squares overflow; may be v; untouched on
+ *                failure
  * @return KMATH_OK, or KMATH_ERR_ZERO_LENGTH when the length is exactly 0, as also for
  *         (1e-200, 0, 0), whose square underflows
  */

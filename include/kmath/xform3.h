@@ -205,11 +205,11 @@ KMATH_API kmath_status kmath_xform3Linear_compareEqual(const kmath_xform3Linear 
  * equal = matrices within eps element by element, and translations closer than eps.
  *
  * A difference of exactly eps counts as equal between elements, and as unequal between
- * translations; equal translations are equal at any eps.
+ * translations. A finite transform equals itself at an eps of 0, but at no negative one.
  *
  * @param[in]  a      any
  * @param[in]  b      any
- * @param[in]  eps    the tolerance of both
+ * @param[in]  eps    the tolerance of both; nothing is equal at NaN
  * @param[out] equal  1 or 0
  * @return KMATH_OK
  * @see kmath_matrix3_epsilonEqual, kmath_vect3_epsilonEqual
@@ -253,8 +253,8 @@ KMATH_API kmath_status kmath_xform3Linear_getIsDegenerate(const kmath_xform3Line
  * z axis stay as they are.
  *
  * @param[in]  X  any
- * @param[in]  v  any; its length does not matter, except against the bound 1e-12
- * @param[out] r  may be X; untouched on failure
+ * @param[in]  v  any; its length and those of a and b matter against the bound 1e-12 only
+ * @param[out] r  may be X; untouched on failure; holds NaN where a product is NaN
  * @return KMATH_OK, or KMATH_ERR_SINGULAR when |a·v| and |b·v| are both below 1e-12, so
  *         that v has no direction in that plane
  */
@@ -351,7 +351,8 @@ KMATH_API kmath_status kmath_xform3Linear_invMapVectorF(const kmath_xform3Linear
  *
  * @param[in]  X  any
  * @param[in]  n  any
- * @param[out] r  unit vector; may be n; untouched on failure
+ * @param[out] r  unit vector, or zeros where the squares of the mapped normal overflow; may
+ *                be n; untouched on failure
  * @return KMATH_OK, KMATH_ERR_SINGULAR as by getInverse, or KMATH_ERR_ZERO_LENGTH when the
  *         mapped normal has length exactly 0, as also when its squares underflow
  * @see kmath_matrix3_getInverse, kmath_vect3_getUnit
@@ -394,7 +395,8 @@ KMATH_API kmath_status kmath_xform3Linear_mapVolume(const kmath_xform3Linear *X,
  * point.
  *
  * The output may be the input. Arrays that overlap otherwise are mapped point after
- * point, in order, each read whole before it is written.
+ * point, in order, each read whole before it is written, so that what was written is read
+ * again; under the identity they are copied as ksys_memory_copy copies them.
  *
  * @param[in]  X       any; must not lie in the output
  * @param[in]  count   of points
@@ -428,7 +430,8 @@ KMATH_API kmath_status kmath_xform3Linear_mapPointsF(const kmath_xform3Linear *X
  * output(i) = M·input(i) for i = 0, …, count − 1, without the translation.
  *
  * Every vector gets the bits of mapVector; the identity is no exception. The output may
- * be the input or overlap it, as for mapPoints.
+ * be the input. Arrays that overlap otherwise are mapped vector after vector, in order,
+ * each read whole before it is written.
  *
  * @param[in]  X       any; must not lie in the output
  * @param[in]  count   of vectors
@@ -458,7 +461,8 @@ KMATH_API kmath_status kmath_xform3Linear_mapVectorsF(const kmath_xform3Linear *
 /**
  * output(i) = input(i) for i = 0, …, count − 1, by ksys_memory_copy.
  *
- * Nothing is copied for a count of 0, or when both arrays are the same.
+ * Nothing is copied for a count of 0, or when both arrays are the same. Whether a null
+ * array is reported is up to the memory copy.
  *
  * @param[in]  count   of points
  * @param[in]  input   count points

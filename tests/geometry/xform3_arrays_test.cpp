@@ -180,6 +180,30 @@ TEST(Xform3MapPoints, CopiesUnderTheIdentity)
     }
 }
 
+// Unlike the mapping point after point, which would read again what it has written.
+TEST(Xform3MapPoints, CopiesOverlappingArraysWholeUnderTheIdentity)
+{
+    const auto check = []<class Item>(auto map, const std::vector<Item> &before) {
+        const std::size_t n = before.size() / 3;
+        for (std::size_t shift = 0; shift <= 2 * n; ++shift) {
+            std::vector<Item> actual = before, expected = before;
+            for (std::size_t i = 0; i < n; ++i)
+                expected[shift + i] = before[n + i];
+            EXPECT_EQ(map(static_cast<std::int64_t>(n), &actual[n], &actual[shift]), KMATH_OK);
+            EXPECT_TRUE(sameItems(actual, expected)) << shift;
+        }
+    };
+    const auto byMap = [](auto map) {
+        return [=](auto... arguments) { return map(&identity, arguments...); };
+    };
+    const std::vector<kmath_vect3> points = randomItems<kmath_vect3>(30, 2);
+    const std::vector<kmath_vect3F> pointsF = randomItems<kmath_vect3F>(30, 2);
+    check(byMap(kmath_xform3Linear_mapPoints), points);
+    check(byMap(kmath_xform3Linear_mapPointsF), pointsF);
+    check(kmath_xform3LinearMapPointsIdentity, points);
+    check(kmath_xform3LinearMapPointsIdentityF, pointsF);
+}
+
 TEST(Xform3MapPoints, DoesNotCopyUnderAlmostTheIdentity)
 {
     const CopyWatch copies;

@@ -381,20 +381,48 @@ TEST(Xform3, AgreesWithAnotherLibrary)
         kmath_vect3 r;
         EXPECT_EQ(kmath_xform3Linear_mapVector(&p, &x, &r), KMATH_OK);
         EXPECT_LE((eigenVector(r) - P.linear() * X).cwiseAbs().maxCoeff(), 2000.0 * eps);
-
-        const auto values = P.linear().jacobiSvd().singularValues();
-        const double condition = values(0) / values(2);
-        if (condition > 1e3)
-            continue;
-        const double tolerance = 1000.0 * eps * condition * condition;
-        EXPECT_EQ(kmath_xform3Linear_invMapPoint(&p, &x, &r), KMATH_OK);
-        EXPECT_LE((eigenVector(r) - P.inverse() * X).norm(), 20.0 / values(2) * tolerance);
-        EXPECT_EQ(kmath_xform3Linear_invMapVector(&p, &x, &r), KMATH_OK);
-        EXPECT_LE((eigenVector(r) - P.linear().inverse() * X).norm(), 20.0 / values(2) * tolerance);
-        EXPECT_EQ(kmath_xform3Linear_mapNormal_(&p, &x, &r), KMATH_OK);
-        const Eigen::Vector3d normal = (P.linear().inverse().transpose() * X).normalized();
-        EXPECT_LE((eigenVector(r) - normal).norm(), tolerance * condition);
     }
+}
+
+// What an inverse off by 50·ε·κ² of its length makes of the lengths of its operands.
+TEST(Xform3, InvertsLikeAnotherLibraryInExtendedPrecision)
+{
+    using LongVector = Eigen::Matrix<long double, 3, 1>;
+    std::mt19937_64 generator(15);
+    int compared = 0;
+    for (int repeat = 0; repeat < 5000; ++repeat) {
+        const kmath_xform3Linear p = randomTransform(generator);
+        const kmath_vect3 x = randomVector(generator);
+        const Eigen::Vector3d values = eigenMatrix(p).jacobiSvd().singularValues();
+        const double condition = values(0) / values(2);
+        if (condition > 1e5)
+            continue;
+        ++compared;
+        const Eigen::Matrix<long double, 3, 3> M = eigenMatrix(p).cast<long double>();
+        const LongVector t = eigenVector(p.translation).cast<long double>();
+        const LongVector X = eigenVector(x).cast<long double>();
+        const auto solve = M.fullPivLu();
+        const auto difference = [](const kmath_vect3 &actual, const LongVector &expected) {
+            return static_cast<double>((eigenVector(actual).cast<long double>() - expected).norm());
+        };
+        const double tolerance = 50.0 * eps * condition * condition;
+        const double longest = 1.0 / values(2); // of what a unit vector becomes
+        const double shift = static_cast<double>(t.norm()), length = static_cast<double>(X.norm());
+
+        kmath_xform3Linear inverse;
+        ASSERT_EQ(kmath_xform3Linear_getInverse(&p, &inverse), KMATH_OK);
+        EXPECT_LE(difference(inverse.translation, -solve.solve(t)), tolerance * longest * shift);
+        kmath_vect3 r;
+        EXPECT_EQ(kmath_xform3Linear_invMapPoint(&p, &x, &r), KMATH_OK);
+        EXPECT_LE(difference(r, solve.solve(X - t)), tolerance * longest * (length + shift));
+        EXPECT_EQ(kmath_xform3Linear_invMapVector(&p, &x, &r), KMATH_OK);
+        EXPECT_LE(difference(r, solve.solve(X)), tolerance * longest * length);
+        EXPECT_EQ(kmath_xform3Linear_mapNormal_(&p, &x, &r), KMATH_OK);
+        const LongVector normal = M.transpose().fullPivLu().solve(X);
+        EXPECT_LE(difference(r, normal.normalized()),
+                  tolerance * longest * length / static_cast<double>(normal.norm()) + 4.0 * eps);
+    }
+    EXPECT_GT(compared, 4900);
 }
 
 TEST(Xform3CompareEqual, IsExactInEveryElement)
@@ -429,9 +457,12 @@ TEST(Xform3EpsilonEqual, TakesMatricesByElementAndTranslationsByDistance)
         EXPECT_EQ(epsilonEqual(p, q, std::nextafter(0.25, 1.0)), 1u) << k;
         EXPECT_EQ(epsilonEqual(p, q, std::nextafter(0.25, 0.0)), 0u) << k;
         EXPECT_EQ(epsilonEqual(p, q, notANumber), 0u) << k;
+        EXPECT_EQ(epsilonEqual(p, q, infinity), 1u) << k;
         element(q, k) = notANumber;
         EXPECT_EQ(epsilonEqual(p, q, infinity), 0u) << k;
     }
+    EXPECT_EQ(epsilonEqual(a, a, -1.0), 0u) << "no element is within a negative tolerance";
+    EXPECT_EQ(epsilonEqual(a, a, notANumber), 0u);
     kmath_xform3Linear near = a;
     near.translation.x += 0.25;
     near.translation.y += 0.25;
@@ -667,6 +698,28 @@ TEST(Xform3MapNormal, RefusesOnlyTheLengthOfExactlyZero)
     EXPECT_EQ(rF.z, 1.0f);
 }
 
+TEST(Xform3MapNormal, VanishesWhereItsSquaresOverflow)
+{
+    const kmath_vect3 large = {1e200, -1e200, 0}, infinite = {infinity, -1, 0},
+                      none = {1, notANumber, 0};
+    kmath_vect3 r;
+    EXPECT_EQ(kmath_xform3Linear_mapNormal_(&identity, &large, &r), KMATH_OK);
+    EXPECT_TRUE(sameBits(r, {0.0, -0.0, 0.0}));
+    // The products 0·∞ of the transposed inverse leave no number, infinite lengths or not.
+    EXPECT_EQ(kmath_xform3Linear_mapNormal_(&identity, &infinite, &r), KMATH_OK);
+    EXPECT_TRUE(sameBits(r, {notANumber, notANumber, notANumber}));
+    EXPECT_EQ(kmath_xform3Linear_mapNormal_(&identity, &none, &r), KMATH_OK);
+    EXPECT_TRUE(sameBits(r, {notANumber, notANumber, notANumber}));
+
+    // No float is long enough for that.
+    const float most = std::numeric_limits<float>::max();
+    const kmath_vect3F largeF = {0, most, -most};
+    kmath_vect3F rF;
+    EXPECT_EQ(kmath_xform3Linear_mapNormalF_(&identity, &largeF, &rF), KMATH_OK);
+    EXPECT_FLOAT_EQ(rF.y, static_cast<float>(std::sqrt(0.5)));
+    EXPECT_EQ(rF.z, -rF.y);
+}
+
 TEST(Xform3MapVolume, IsPositiveForReflections)
 {
     const auto volume = [](const kmath_xform3Linear &X, double v) {
@@ -781,6 +834,16 @@ TEST(Xform3TurnTowards, RefusesOnlyWhereBothProductsVanish)
     }
 }
 
+// The bound is one of the products, not of directions: X counts with its size.
+TEST(Xform3TurnTowards, ComparesProductsAsLargeAsTheTransformMakesThem)
+{
+    kmath_xform3Linear r = untouched;
+    EXPECT_EQ(turnTowards(diagonal(1e-13, 1e-13, 1), {9, 9, 0}, r), KMATH_ERR_SINGULAR);
+    EXPECT_TRUE(sameBits(r, untouched));
+    EXPECT_EQ(turnTowards(diagonal(1e-13, 1e-13, 1), {-11, 9, 0}, r), KMATH_OK);
+    EXPECT_EQ(turnTowards(diagonal(1e100, 1e100, 1), {0, 1e-111, 0}, r), KMATH_OK);
+}
+
 TEST(Xform3TurnTowards, PassesNumbersThatAreNone)
 {
     kmath_xform3Linear r = untouched;
@@ -828,12 +891,15 @@ TEST(Xform3, EndsForAnyBits)
             EXPECT_EQ(kmath_xform3Linear_mapNormal_(&X, &v, &r), normal);
             EXPECT_EQ(kmath_xform3Linear_mapNormalF_(&X, &f, &rF), normal);
 
+            // An element changes one of the two products; the other keeps away from 0.
             kmath_xform3Linear turned;
-            turnTowards(X, v, turned);
-            double volume;
+            EXPECT_EQ(turnTowards(X, v, turned), KMATH_OK);
+            double volume, det;
             EXPECT_EQ(kmath_xform3Linear_mapVolume(&X, wild, &volume), KMATH_OK);
-            isIdentity(X);
-            isDegenerate(X);
+            kmath_matrix3_determinant(&X.matrix, &det);
+            EXPECT_TRUE(support::sameBits(volume, wild * std::fabs(det)));
+            EXPECT_EQ(isIdentity(X), 0u);
+            EXPECT_EQ(isDegenerate(X), std::fabs(det) < 1e-10 ? 1u : 0u);
         }
 }
 
