@@ -1142,7 +1142,7 @@ TEST(Xform3Rules, TheOthersCheckNothing)
         EXPECT_TRUE(reportsNothing(calls[i])) << "call " << i;
 }
 
-TEST(Xform3Rules, ArraysOfPointsCheckNothing)
+TEST(Xform3Rules, ArraysCheckNothing)
 {
     const Xform other = scaling(2, 3, 4);
     kmath_vect3 v = {1, 2, 3};
@@ -1152,6 +1152,12 @@ TEST(Xform3Rules, ArraysOfPointsCheckNothing)
         [&] { kmath_xform3Linear_mapPoints(&other, 1, &v, nullptr); },
         [&] { kmath_xform3Linear_mapPointsF(&other, 1, nullptr, &f); },
         [&] { kmath_xform3Linear_mapPointsF(&other, 1, &f, nullptr); },
+        [&] { kmath_xform3Linear_mapVectors(nullptr, 1, &v, &v); },
+        [&] { kmath_xform3Linear_mapVectors(&other, 1, nullptr, &v); },
+        [&] { kmath_xform3Linear_mapVectors(&other, 1, &v, nullptr); },
+        [&] { kmath_xform3Linear_mapVectorsF(nullptr, 1, &f, &f); },
+        [&] { kmath_xform3Linear_mapVectorsF(&other, 1, nullptr, &f); },
+        [&] { kmath_xform3Linear_mapVectorsF(&other, 1, &f, nullptr); },
         [&] { kmath_xform3LinearMapPointsIdentity(1, nullptr, &v); },
         [&] { kmath_xform3LinearMapPointsIdentity(1, &v, nullptr); },
         [&] { kmath_xform3LinearMapPointsIdentityF(1, nullptr, &f); },
