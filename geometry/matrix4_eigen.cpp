@@ -111,8 +111,8 @@ int deflate(kmath_matrix4c &T)
 }
 
 // One eigenvalue of the 2×2 block that ends in row m. Deliberate: always the one of this sign, not
-// the one closer to T(m, m). In real T it stays real, equally far from both eigenvalues of a complex
-// pair that has yet to be found, and about one random matrix in a hundred meets the limit.
+// the one closer to T(m, m). In real T it stays real, equally far from both eigenvalues of a
+// complex pair that has yet to be found, and about one random matrix in a hundred meets the limit.
 kmath_status trailingEigenvalue(const kmath_matrix4c &T, int m, kmath_complex *shift)
 {
     const kmath_complex h = 0.5 * (T.m[m - 1][m - 1] + T.m[m][m]);
@@ -166,8 +166,8 @@ kmath_status solveColumn(const kmath_matrix4c &T, int j, kmath_matrix4c &X)
             sum = sum + T.m[i][k] * X.m[k][j];
         const kmath_complex difference = T.m[j][j] - T.m[i][i];
         const double bound = equal * std::max(magnitude(T.m[i][i]), magnitude(T.m[j][j]));
-        // Deliberate: two eigenvalues that are exactly 0 come here too, and are refused as a
-        // division by zero.
+        // Deliberate: equal eigenvalues whose bound is 0 come here too, and are refused as a
+        // division by zero: two zeros, or two so small that the bound vanishes.
         if (magnitude(difference) >= bound) {
             RETURN_IF_FAILED(kmath_complex_initDiv(&X.m[i][j], &sum, &difference));
         } else if (magnitude(sum) > bound) {
@@ -193,13 +193,11 @@ kmath_status kmath_matrix4_eigen(const kmath_matrix4 *A, kmath_vect4c *values,
     kmath_matrix4c Q;
     RETURN_IF_FAILED(kmath_matrix4c_initIdentity(&Q));
     RETURN_IF_FAILED(triangularise(T, Q));
+    for (int j = 0; j < 4; ++j)
+        values->v[j] = T.m[j][j];
 
     kmath_matrix4c X = {};
     for (int j = 0; j < 4; ++j)
         RETURN_IF_FAILED(solveColumn(T, j, X));
-
-    RETURN_IF_FAILED(kmath_matrix4c_initMultiply(vectors, &Q, &X));
-    for (int j = 0; j < 4; ++j)
-        values->v[j] = T.m[j][j];
-    return KMATH_OK;
+    return kmath_matrix4c_initMultiply(vectors, &Q, &X);
 }

@@ -11,7 +11,7 @@
  * last. A result may be one of the operands, or a number within one. A null record is a
  * programming error, never a status: it is reported to kstd_assert_, and the function carries
  * on. Unless a function names a failure, it returns KMATH_OK for any numbers, NaN and infinities
- * included; a failing function leaves its results untouched.
+ * included; unless it says otherwise, a failing function leaves its results untouched.
  */
 #ifndef KMATH_MATRIX4_H
 #define KMATH_MATRIX4_H
@@ -356,7 +356,8 @@ KMATH_API kmath_status kmath_matrix4_initAdd(kmath_matrix4 *r, const kmath_matri
  *                      of a fixed phase
  * @return KMATH_OK, KMATH_ERR_SINGULAR when 100 iterations do not make T triangular, or
  *         KMATH_ERR_DIVIDE_BY_ZERO when two eigenvalues come out as exactly 0, as for the zero
- *         matrix or for scales too far apart; both results are then untouched
+ *         matrix or for scales too far apart, or exactly equal and smaller than 2.5e-315. Both
+ *         leave vectors untouched; values is untouched by the first, and holds λ after the second
  * @see Golub & Van Loan, Matrix Computations, §5.1, §7.5 and §7.6
  */
 KMATH_API kmath_status kmath_matrix4_eigen(const kmath_matrix4 *A, kmath_vect4c *values,

@@ -48,8 +48,10 @@ Decomposition decompose(const kmath_matrix4 &A)
     Decomposition d = unset();
     d.status = kmath_matrix4_eigen(&A, &d.values, &d.vectors);
     if (d.status != KMATH_OK) {
-        EXPECT_TRUE(sameBits(d.values, unset().values));
         EXPECT_TRUE(sameBits(d.vectors, unset().vectors));
+    }
+    if (d.status == KMATH_ERR_SINGULAR) {
+        EXPECT_TRUE(sameBits(d.values, unset().values));
     }
     return d;
 }
@@ -282,6 +284,51 @@ TEST(Matrix4Eigen, DividesByZeroForTwoValuesThatAreExactlyZero)
     EXPECT_EQ(decompose(Matrix4d(Eigen::Vector4d(1, 0, 2, 3).asDiagonal())).status, KMATH_OK);
 }
 
+TEST(Matrix4Eigen, LeavesTheValuesWhereTheVectorsAreRefused)
+{
+    EXPECT_EQ(toEigen(decompose(kmath_matrix4{}).values), Vector4cd::Zero());
+    const Decomposition d = decompose(Matrix4d(Eigen::Vector4d(1, 0, 2.385, 0).asDiagonal()));
+    EXPECT_EQ(d.status, KMATH_ERR_DIVIDE_BY_ZERO);
+    EXPECT_EQ(toEigen(d.values), Vector4cd(1, 0, 2.385, 0));
+}
+
+TEST(Matrix4Eigen, DividesByZeroForEqualValuesWhoseBoundVanishes)
+{
+    // A billionth of 2.4e-315 is rounded to 0, one of 2.6e-315 to the smallest number.
+    for (const double small : {2.4e-315, smallestDouble}) {
+        ASSERT_EQ(1e-9 * small, 0.0);
+        EXPECT_EQ(decompose(Matrix4d(small * Matrix4d::Identity())).status,
+                  KMATH_ERR_DIVIDE_BY_ZERO);
+    }
+    ASSERT_GT(1e-9 * 2.6e-315, 0.0);
+    const Decomposition d = decompose(Matrix4d(2.6e-315 * Matrix4d::Identity()));
+    EXPECT_EQ(d.status, KMATH_OK);
+    EXPECT_EQ(toEigen(d.vectors), Matrix4cd::Identity());
+}
+
+TEST(Matrix4Eigen, ClearsWhatIsNegligibleBeforeTheFirstEntryThatIsNot)
+{
+    // Once cleared, the first column has nothing below the diagonal and is never reflected.
+    Matrix4d A = Eigen::Vector4d(1, 2, 3, 5).asDiagonal();
+    A(3, 1) = 1e-3;
+    A(3, 0) = epsilon * 6.0;
+    expectColumn(decompose(A), 0, Vector4cd::Unit(0));
+    A(3, 0) = std::nextafter(epsilon * 6.0, 1.0);
+    EXPECT_NE(decompose(A).vector(0), Vector4cd::Unit(0));
+}
+
+TEST(Matrix4Eigen, LeavesWhatIsNegligibleAfterTheFirstEntryThatIsNot)
+{
+    // Column 1 shows whether it was ever reflected.
+    Matrix4d A = Eigen::Vector4d(1, 2, 3, 5).asDiagonal();
+    A(3, 0) = 1e-3;
+    expectColumn(decompose(A), 1, Vector4cd::Unit(1));
+    A(3, 1) = epsilon;
+    const Decomposition d = decompose(A);
+    EXPECT_EQ(d.status, KMATH_OK);
+    EXPECT_NE(d.vector(1), Vector4cd::Unit(1));
+}
+
 TEST(Matrix4Eigen, ClearsWhatIsNegligibleBesideTheDiagonal)
 {
     // 2.2e-16·(|T(k, k)| + |T(3, 3)|), the bound itself included, counts as 0.
@@ -306,6 +353,36 @@ TEST(Matrix4Eigen, ReachesTheLimitWhereTheShiftMakesNoHeadway)
     EXPECT_EQ(decompose(companion(-1, 0, 0, 0)).status, KMATH_ERR_SINGULAR); // x⁴ = 1
     EXPECT_EQ(decompose(companion(1, 0, 0, 0)).status, KMATH_ERR_SINGULAR);  // x⁴ = −1
     EXPECT_EQ(static_cast<std::uint32_t>(KMATH_ERR_SINGULAR), 0x80000582u);
+}
+
+TEST(Matrix4Eigen, StopsAfterExactlyAHundredIterations)
+{
+    // Rows 0 and 3 hold the block a 0; c d, and T(2, 2) = s, beyond both, stays the shift. After n
+    // steps the block is turned to (A − s)ⁿ·e₀ ∝ (1, y), and what is left of c is c·rⁿ/(1 + y²)
+    // with r = (d − s)/(a − s). The iteration after the last step must find that negligible.
+    const double a = -1.0, c = 0.5, s = 1.0;
+    int last = 0, oneTooMany = 0;
+    for (double d = -0.45; d < -0.35; d += 0.001) {
+        const auto left = [&](int n) { // in units of what is negligible
+            const double power = std::pow((d - s) / (a - s), n);
+            const double y = c / (a - d) * (1.0 - power), square = 1.0 + y * y;
+            const double T00 = (a + c * y + d * y * y) / square;
+            return c * power / square / (epsilon * (std::fabs(T00) + std::fabs(a + d - T00)));
+        };
+        int steps = 0;
+        while (left(steps) > 1.0)
+            ++steps;
+        if (left(steps) > 0.98 || left(steps - 1) < 1.02)
+            continue;
+        Matrix4d A = Eigen::Vector4d(a, 3, s, d).asDiagonal();
+        A(3, 0) = c;
+        EXPECT_EQ(decompose(A).status, steps < 100 ? KMATH_OK : KMATH_ERR_SINGULAR)
+            << d << ": " << steps;
+        last += steps == 99;
+        oneTooMany += steps == 100;
+    }
+    EXPECT_GT(last, 0);
+    EXPECT_GT(oneTooMany, 0);
 }
 
 TEST(Matrix4Eigen, TurnsALowerTriangularMatrixOver)
@@ -541,6 +618,23 @@ TEST(Matrix4Eigen, EndsAtTheLimitForNaNOnOrBelowTheDiagonal)
             A.m[i][j] = notANumber;
             EXPECT_EQ(decompose(A).status, KMATH_ERR_SINGULAR) << i << ' ' << j;
         }
+}
+
+TEST(Matrix4Eigen, TakesNaNAboveTheDiagonalIntoTheVectors)
+{
+    Matrix4d A = Eigen::Vector4d(1, 2, 3, 3).asDiagonal();
+    A(0, 2) = notANumber;
+    Decomposition d = decompose(A);
+    EXPECT_EQ(d.status, KMATH_OK);
+    EXPECT_EQ(toEigen(d.values), Vector4cd(1, 2, 3, 3));
+    expectColumn(d, 1, Vector4cd::Unit(1));
+    EXPECT_TRUE(std::isnan(d.vectors.m[0][2].re));
+    // Between equal values a NaN is not above the bound, and counts as no coupling.
+    A(0, 2) = 0.0;
+    A(2, 3) = notANumber;
+    d = decompose(A);
+    EXPECT_EQ(d.status, KMATH_OK);
+    EXPECT_EQ(toEigen(d.vectors), Matrix4cd::Identity());
 }
 
 TEST(Matrix4Eigen, CarriesAnInfiniteDiagonalThrough)
