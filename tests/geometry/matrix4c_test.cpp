@@ -54,6 +54,37 @@ kmath_matrix4c plainProduct(const kmath_matrix4c &a, const kmath_matrix4c &b)
     return r;
 }
 
+kmath_complex plainDifference(const kmath_complex &x, const kmath_complex &y)
+{
+    return {x.re - y.re, x.im - y.im};
+}
+
+// The 3×3 determinant without row i and column j, expanded along its first row.
+kmath_complex plainMinor(const kmath_matrix4c &m, int i, int j)
+{
+    kmath_complex a[3][3];
+    for (int p = 0; p < 3; ++p)
+        for (int q = 0; q < 3; ++q)
+            a[p][q] = m.m[p < i ? p : p + 1][q < j ? q : q + 1];
+    const auto minor = [&a](int p, int q) {
+        return plainDifference(plainProduct(a[1][p], a[2][q]), plainProduct(a[1][q], a[2][p]));
+    };
+    return plainSum(
+        plainDifference(plainProduct(a[0][0], minor(1, 2)), plainProduct(a[0][1], minor(0, 2))),
+        plainProduct(a[0][2], minor(0, 1)));
+}
+
+// The 4×4 one: terms of alternating sign.
+kmath_complex plainDeterminant(const kmath_matrix4c &m)
+{
+    kmath_complex sum = plainProduct(m.m[0][0], plainMinor(m, 0, 0));
+    for (int j = 1; j < 4; ++j) {
+        const kmath_complex term = plainProduct(m.m[0][j], plainMinor(m, 0, j));
+        sum = j % 2 ? plainDifference(sum, term) : plainSum(sum, term);
+    }
+    return sum;
+}
+
 kmath_complex determinant(const kmath_matrix4c &m)
 {
     kmath_complex det = {notANumber, notANumber};
@@ -259,6 +290,15 @@ TEST(Matrix4cDeterminant, AgreesWithAnEliminationAndMultiplies)
     }
 }
 
+TEST(Matrix4cDeterminant, HasTheBitsOfTheExpansion)
+{
+    RandomRecords random(8);
+    for (int repeat = 0; repeat < 2000; ++repeat) {
+        const kmath_matrix4c m = random.matrix();
+        EXPECT_TRUE(sameBits(determinant(m), plainDeterminant(m)));
+    }
+}
+
 TEST(Matrix4cDeterminant, MayBeWrittenIntoTheMatrix)
 {
     kmath_matrix4c m = untouched();
@@ -294,6 +334,27 @@ TEST(Matrix4cGetInverse, InvertsFromBothSides)
         ++inverted;
     }
     EXPECT_EQ(inverted, 5000);
+}
+
+TEST(Matrix4cGetInverse, HasTheBitsOfTheCofactorsTimesTheReciprocal)
+{
+    RandomRecords random(9);
+    for (int repeat = 0; repeat < 2000; ++repeat) {
+        const kmath_matrix4c m = random.matrix();
+        const kmath_complex det = plainDeterminant(m);
+        const volatile double re2 = det.re * det.re, im2 = det.im * det.im;
+        const double squared = re2 + im2;
+        const kmath_complex reciprocal = {det.re / squared, -det.im / squared};
+        kmath_matrix4c expected, r;
+        for (int i = 0; i < 4; ++i)
+            for (int j = 0; j < 4; ++j) {
+                const kmath_complex minor = plainMinor(m, j, i);
+                const double sign = (i + j) % 2 ? -1.0 : 1.0;
+                expected.m[i][j] = plainProduct({sign * minor.re, sign * minor.im}, reciprocal);
+            }
+        ASSERT_EQ(kmath_matrix4c_getInverse(&m, &r), KMATH_OK);
+        EXPECT_TRUE(sameBits(r, expected));
+    }
 }
 
 TEST(Matrix4cGetInverse, TransposesTheCofactors)
@@ -400,6 +461,12 @@ TEST(Matrix4c, EndsForAnyElements)
         }
         EXPECT_EQ(kmath_matrix4c_initMultiply(&r, &m, &m), KMATH_OK);
         EXPECT_TRUE(sameBits(r, plainProduct(m, m)));
+        EXPECT_TRUE(sameBits(determinant(m), plainDeterminant(m)));
+        kmath_vect4c v = random.vector();
+        kmath_complex trace;
+        EXPECT_EQ(kmath_matrix4c_multv(&m, &v, &v), KMATH_OK);
+        EXPECT_EQ(kmath_matrix4c_trace(&m, &trace), KMATH_OK);
+        EXPECT_EQ(kmath_matrix4c_initAdd(&r, &m, &m), KMATH_OK);
         EXPECT_EQ(kmath_matrix4c_scale(&m, &m.m[3][3]), KMATH_OK);
     }
 }
@@ -435,8 +502,12 @@ TEST(Matrix4c, AssertsEveryPointer)
 TEST(Matrix4c, AllocatesNothing)
 {
     kmath_matrix4c m = untouched(), r;
+    kmath_vect4c v = RandomRecords(10).vector();
+    kmath_complex c;
     EXPECT_EQ(allocationsOf([&] {
                   kmath_matrix4c_initMultiply(&r, &m, &m);
+                  kmath_matrix4c_multv(&m, &v, &v);
+                  kmath_matrix4c_determinant(&m, &c);
                   kmath_matrix4c_getInverse(&m, &r);
               }),
               0);
