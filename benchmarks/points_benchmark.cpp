@@ -2,6 +2,8 @@
 // process. The counter ours/textbook is the quotient of the processor times of one call.
 #include <kmath/xform3.h>
 
+#include "benchmarks/timing.hpp"
+
 #include <benchmark/benchmark.h>
 
 #include <cstdint>
@@ -24,24 +26,6 @@ template <class Point, class Number> void plainLoop(std::int64_t n, const Point 
         to[i] = {static_cast<Number>(M.m00 * x + M.m01 * y + M.m02 * z + t.x),
                  static_cast<Number>(M.m10 * x + M.m11 * y + M.m12 * z + t.y),
                  static_cast<Number>(M.m20 * x + M.m21 * y + M.m22 * z + t.z)};
-    }
-}
-
-double secondsSince(std::clock_t start)
-{
-    return static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
-}
-
-/// Time of one call, over a hundredth of a second or more.
-template <class Call> double timeOf(Call call)
-{
-    for (std::int64_t calls = 1;; calls *= 2) {
-        const std::clock_t start = std::clock();
-        for (std::int64_t i = 0; i < calls; ++i)
-            call();
-        const double elapsed = secondsSince(start);
-        if (elapsed > 0.01)
-            return elapsed / static_cast<double>(calls);
     }
 }
 

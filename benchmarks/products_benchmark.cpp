@@ -2,9 +2,10 @@
 // counter ours/textbook is the quotient of the processor times of one call.
 #include <kmath/nmmatrix.h>
 
+#include "benchmarks/timing.hpp"
+
 #include <benchmark/benchmark.h>
 
-#include <cstdint>
 #include <cstdio>
 #include <ctime>
 #include <random>
@@ -118,24 +119,6 @@ constexpr Shape shapes[] = {{3, 3, 3},     {4, 4, 4},       {6, 6, 6},       {12
                             {6, 300, 6},   {1, 300, 6},     {9, 1000, 9},    {1, 1000, 50},
                             {31, 31, 31},  {100, 100, 100}, {300, 300, 300}, {500, 500, 500},
                             {8, 200, 200}, {200, 8, 200},   {200, 200, 1}};
-
-double secondsSince(std::clock_t start)
-{
-    return static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
-}
-
-/// Time of one call, over a hundredth of a second or more.
-template <class Call> double timeOf(Call call)
-{
-    for (std::int64_t calls = 1;; calls *= 2) {
-        const std::clock_t start = std::clock();
-        for (std::int64_t i = 0; i < calls; ++i)
-            call();
-        const double elapsed = secondsSince(start);
-        if (elapsed > 0.01)
-            return elapsed / static_cast<double>(calls);
-    }
-}
 
 void run(benchmark::State &state, const Product &product, const Shape &shape)
 {
