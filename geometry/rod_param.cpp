@@ -11,6 +11,8 @@ namespace
 {
 
 constexpr double vanishing = 1e-8; // an angle in radians, or the length of a quaternion's vector
+constexpr double h = 1e-8;         // the step of the difference quotients, in radians
+constexpr double perStep = 1e8;    // 1/h
 
 struct Quaternion {
     double w;
@@ -59,12 +61,12 @@ bool fromDiagonal(const double (&R)[3][3], int i, Quaternion &result)
     return true;
 }
 
-// D = (R(r) − R0)/h, where the step h is 1e-8
+// D = (R(r) − R0)/h
 kmath_status differenceQuotient(const kmath_rodParam &r, const kmath_matrix3 &R0, kmath_matrix3 *D)
 {
     RETURN_IF_FAILED(kmath_rodParam_buildMat(&r, D));
     RETURN_IF_FAILED(kmath_matrix3_initSubtract(D, D, &R0));
-    return kmath_matrix3_scale(D, 1e8);
+    return kmath_matrix3_scale(D, perStep);
 }
 
 } // namespace
@@ -114,7 +116,6 @@ kmath_status kmath_rodParam_computeJacob(const kmath_rodParam *r, kmath_matrix3 
                                          kmath_matrix3 *dRdy, kmath_matrix3 *dRdz, kmath_matrix3 *R)
 {
     KMATH_ASSERT(r && dRdx && dRdy && dRdz && R);
-    constexpr double h = 1e-8;
     RETURN_IF_FAILED(kmath_rodParam_buildMat(r, R));
     RETURN_IF_FAILED(differenceQuotient({r->x + h, r->y, r->z}, *R, dRdx));
     RETURN_IF_FAILED(differenceQuotient({r->x, r->y + h, r->z}, *R, dRdy));

@@ -14,9 +14,9 @@
  *
  * A null record is a programming error, never a status: it is reported to
  * kstd_assert_, and the function carries on. buildMat checks its matrix alone;
- * findClosestRotationAllowLeftHanded and compareEqual check nothing. Unless a
- * function names a failure, it returns KMATH_OK for any numbers, NaN and infinities
- * included.
+ * compareEqual checks nothing, findClosestRotationAllowLeftHanded nothing itself: it leaves
+ * that to the conversions between the kinds of matrix. Unless a function names a failure, it
+ * returns KMATH_OK for any numbers, NaN and infinities included.
  */
 #ifndef KMATH_ROTATIONS_H
 #define KMATH_ROTATIONS_H
@@ -130,8 +130,8 @@ KMATH_API kmath_status kmath_rodParam_findClosestRotation(const kmath_matrix3 *M
  *
  * An M orthogonal to within 1e-15, by the elements of MᵀM, is copied unchanged.
  *
- * @param[in]  M  as for kmath_rodParam_findClosestRotation; not checked for null
- * @param[out] R  orthogonal matrix; may be M; not checked for null
+ * @param[in]  M  as for kmath_rodParam_findClosestRotation
+ * @param[out] R  orthogonal matrix; may be M
  * @return KMATH_OK, or a failure of kmath_nmmatrix_decompose, with R untouched: KMATH_ERR_SINGULAR
  *         for an M that is not finite or has a singular value too large for a double
  * @see kmath_rodParam_findClosestRotation
