@@ -2,6 +2,7 @@
 // both sides of the inverse's two refusals, aliasing, and the copies to and from dense matrices.
 #include <kmath/matrix3.h>
 
+#include "contract/textbook_matrix3.hpp"
 #include "support/matrices.hpp"
 #include "support/services.hpp"
 
@@ -18,19 +19,12 @@ namespace
 using support::assertedLine;
 using support::Matrix;
 using support::sameBits;
+using textbook::same;
 
 constexpr double nan = std::numeric_limits<double>::quiet_NaN();
 
 double *elements(kmath_matrix3 &m) { return &m.m00; }
 const double *elements(const kmath_matrix3 &m) { return &m.m00; }
-
-bool same(const kmath_matrix3 &a, const kmath_matrix3 &b)
-{
-    for (int i = 0; i < 9; ++i)
-        if (!sameBits(elements(a)[i], elements(b)[i]))
-            return false;
-    return true;
-}
 
 kmath_matrix3 randomMatrix3(std::mt19937_64 &generator)
 {
@@ -52,37 +46,6 @@ kmath_matrix3 filled(double value)
 kmath_matrix3 diag(double a, double b, double c) { return {a, 0, 0, 0, b, 0, 0, 0, c}; }
 
 const kmath_matrix3 identity = {1, 0, 0, 0, 1, 0, 0, 0, 1};
-
-kmath_matrix3 plainProduct(const kmath_matrix3 &a, const kmath_matrix3 &b)
-{
-    kmath_matrix3 r;
-    const double *x = elements(a), *y = elements(b);
-    for (int i = 0; i < 3; ++i)
-        for (int j = 0; j < 3; ++j)
-            elements(r)[3 * i + j] =
-                x[3 * i] * y[j] + x[3 * i + 1] * y[3 + j] + x[3 * i + 2] * y[6 + j];
-    return r;
-}
-
-/// The inverse written out; false where it is to be refused.
-bool plainInverse(const kmath_matrix3 &m, kmath_matrix3 &r)
-{
-    const double a = m.m00, b = m.m01, c = m.m02, d = m.m10, e = m.m11, f = m.m12, g = m.m20,
-                 h = m.m21, i = m.m22;
-    const double adjugate[9] = {e * i - f * h,    -(b * i - c * h), b * f - c * e,
-                                -(d * i - f * g), a * i - c * g,    -(a * f - c * d),
-                                d * h - e * g,    -(a * h - b * g), a * e - b * d};
-    const double det = a * adjugate[0] + d * adjugate[1] + g * adjugate[2];
-    if (std::fabs(det) <= 1e-150)
-        return false;
-    for (const double element : adjugate)
-        if (std::fabs(det) < 1e-15 * std::fabs(element))
-            return false;
-    const double q = 1 / det;
-    for (int k = 0; k < 9; ++k)
-        elements(r)[k] = adjugate[k] * q;
-    return true;
-}
 
 TEST(Matrix3Rules, IsFilledRowByRow)
 {
@@ -129,7 +92,7 @@ TEST(Matrix3Rules, ArithmeticHasTheBitsOfThePlainExpressions)
             elements(transposed)[i] = elements(a)[3 * (i % 3) + i / 3];
         }
         EXPECT_EQ(kmath_matrix3_initMultiply(&r, &a, &b), KMATH_OK);
-        EXPECT_TRUE(same(r, plainProduct(a, b)));
+        EXPECT_TRUE(same(r, textbook::product(a, b)));
         EXPECT_EQ(kmath_matrix3_initAdd(&r, &a, &b), KMATH_OK);
         EXPECT_TRUE(same(r, sum));
         EXPECT_EQ(kmath_matrix3_initSubtract(&r, &a, &b), KMATH_OK);
@@ -173,13 +136,13 @@ TEST(Matrix3Rules, ResultsMayBeOperands)
     const kmath_matrix3 b = randomMatrix3(generator);
     kmath_matrix3 r = a, expected;
     EXPECT_EQ(kmath_matrix3_initMultiply(&r, &r, &b), KMATH_OK);
-    EXPECT_TRUE(same(r, plainProduct(a, b)));
+    EXPECT_TRUE(same(r, textbook::product(a, b)));
     r = b;
     EXPECT_EQ(kmath_matrix3_initMultiply(&r, &a, &r), KMATH_OK);
-    EXPECT_TRUE(same(r, plainProduct(a, b)));
+    EXPECT_TRUE(same(r, textbook::product(a, b)));
     r = a;
     EXPECT_EQ(kmath_matrix3_initMultiply(&r, &r, &r), KMATH_OK);
-    EXPECT_TRUE(same(r, plainProduct(a, a)));
+    EXPECT_TRUE(same(r, textbook::product(a, a)));
     r = a;
     kmath_matrix3_transpose(&a, &expected);
     EXPECT_EQ(kmath_matrix3_transpose(&r, &r), KMATH_OK);
@@ -202,7 +165,7 @@ TEST(Matrix3Rules, InverseHasTheBitsOfTheAdjugateTimesTheReciprocal)
         for (int i = 0; i < 3; ++i)
             elements(m)[i] *= s;
         kmath_matrix3 expected = filled(3.25), r = filled(3.25), other = filled(3.25);
-        const kmath_status status = plainInverse(m, expected) ? KMATH_OK : KMATH_ERR_SINGULAR;
+        const kmath_status status = textbook::inverse(m, expected) ? KMATH_OK : KMATH_ERR_SINGULAR;
         refused += status != KMATH_OK;
         EXPECT_EQ(kmath_matrix3_getInverse(&m, &r), status);
         EXPECT_TRUE(same(r, expected));
@@ -242,7 +205,7 @@ TEST(Matrix3Rules, InverseRefusesElementsAboveTenToTheFifteenth)
 TEST(Matrix3Rules, InverseMayReplaceItsArgument)
 {
     kmath_matrix3 m = {2, 1, 0, 0, 3, 1, 1, 0, 4}, expected;
-    ASSERT_TRUE(plainInverse(m, expected));
+    ASSERT_TRUE(textbook::inverse(m, expected));
     kmath_matrix3 r = m;
     EXPECT_EQ(kmath_matrix3_getInverse(&r, &r), KMATH_OK);
     EXPECT_TRUE(same(r, expected));

@@ -13,15 +13,12 @@
 #include <complex>
 #include <cstddef>
 #include <cstdint>
-#include <functional>
-#include <iterator>
 #include <limits>
 #include <random>
 
 namespace
 {
 
-using support::assertedLine;
 using support::sameBits;
 
 using Complex = kmath_complex;
@@ -1079,73 +1076,6 @@ TEST(Matrix4EigenRules, TheIterationEndsAtItsCap)
         EXPECT_TRUE(status == KMATH_OK || status == KMATH_ERR_SINGULAR ||
                     status == KMATH_ERR_DIVIDE_BY_ZERO);
     }
-}
-
-TEST(Matrix4Rules, NullRecordsAreReported)
-{
-    Complex c = {1, 2};
-    double d;
-    kmath_vect4c v = filledVector(1, 2);
-    kmath_vect4 w = {1, 2, 3, 4};
-    kmath_matrix4c m = identityComplex, r;
-    kmath_matrix4 a = identity, b;
-    const std::function<void()> calls[] = {
-        [&] { kmath_complex_init(nullptr); },
-        [&] { kmath_complex_reset(nullptr); },
-        [&] { kmath_complex_initDiv(nullptr, &c, &c); },
-        [&] { kmath_complex_initDiv(&c, nullptr, &c); },
-        [&] { kmath_complex_initDiv(&c, &c, nullptr); },
-        [&] { kmath_complex_abs(nullptr, &c); },
-        [&] { kmath_complex_abs(&d, nullptr); },
-        [&] { kmath_complex_initSqrt(nullptr, &c); },
-        [&] { kmath_complex_initSqrt(&c, nullptr); },
-        [&] { kmath_vect4c_init(nullptr); },
-        [&] { kmath_vect4c_reset(nullptr); },
-        [&] { kmath_vect4c_initSubtract(nullptr, &v, &v); },
-        [&] { kmath_vect4c_initSubtract(&v, nullptr, &v); },
-        [&] { kmath_vect4c_initSubtract(&v, &v, nullptr); },
-        [&] { kmath_matrix4c_initIdentity(nullptr); },
-        [&] { kmath_matrix4c_initClear(nullptr); },
-        [&] { kmath_matrix4c_reset(nullptr); },
-        [&] { kmath_matrix4c_realImag(nullptr, &a, &b); },
-        [&] { kmath_matrix4c_initMultiply(nullptr, &m, &m); },
-        [&] { kmath_matrix4c_initMultiply(&r, nullptr, &m); },
-        [&] { kmath_matrix4c_initMultiply(&r, &m, nullptr); },
-        [&] { kmath_matrix4c_multv(nullptr, &v, &v); },
-        [&] { kmath_matrix4c_multv(&m, nullptr, &v); },
-        [&] { kmath_matrix4c_multv(&m, &v, nullptr); },
-        [&] { kmath_matrix4c_scale(nullptr, &c); },
-        [&] { kmath_matrix4c_scale(&r, nullptr); },
-        [&] { kmath_matrix4c_initAdd(nullptr, &m, &m); },
-        [&] { kmath_matrix4c_initAdd(&r, nullptr, &m); },
-        [&] { kmath_matrix4c_initAdd(&r, &m, nullptr); },
-        [&] { kmath_matrix4c_trace(nullptr, &c); },
-        [&] { kmath_matrix4c_trace(&m, nullptr); },
-        [&] { kmath_matrix4c_determinant(nullptr, &c); },
-        [&] { kmath_matrix4c_determinant(&m, nullptr); },
-        [&] { kmath_matrix4c_getInverse(nullptr, &r); },
-        [&] { kmath_matrix4c_getInverse(&m, nullptr); },
-        [&] { kmath_matrix4_initIdentity(nullptr); },
-        [&] { kmath_matrix4_initClear(nullptr); },
-        [&] { kmath_matrix4_reset(nullptr); },
-        [&] { kmath_matrix4_initMultiply(nullptr, &a, &a); },
-        [&] { kmath_matrix4_initMultiply(&b, nullptr, &a); },
-        [&] { kmath_matrix4_initMultiply(&b, &a, nullptr); },
-        [&] { kmath_matrix4_multv(nullptr, &w, &w); },
-        [&] { kmath_matrix4_multv(&a, nullptr, &w); },
-        [&] { kmath_matrix4_multv(&a, &w, nullptr); },
-        [&] { kmath_matrix4_scale(nullptr, 2); },
-        [&] { kmath_matrix4_initAdd(nullptr, &a, &a); },
-        [&] { kmath_matrix4_initAdd(&b, nullptr, &a); },
-        [&] { kmath_matrix4_initAdd(&b, &a, nullptr); },
-        [&] { kmath_matrix4_eigen(nullptr, &v, &r); },
-        [&] { kmath_matrix4_eigen(&a, nullptr, &r); },
-        [&] { kmath_matrix4_eigen(&a, &v, nullptr); },
-        [&] { kmath_matrix6F_initIdentity(nullptr); },
-        [&] { kmath_matrix6F_initClear(nullptr); },
-    };
-    for (std::size_t i = 0; i < std::size(calls); ++i)
-        EXPECT_NE(assertedLine(calls[i]), 0) << "call " << i;
 }
 
 TEST(Matrix4Rules, OrdinaryCallsReportNothingAndAllocateNothing)

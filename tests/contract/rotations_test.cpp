@@ -5,7 +5,7 @@
 #include <kmath/platform.h>
 #include <kmath/rotations.h>
 
-#include "contract/unchecked.hpp"
+#include "contract/textbook_matrix3.hpp"
 #include "support/matrices.hpp"
 #include "support/services.hpp"
 
@@ -16,8 +16,6 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <functional>
-#include <iterator>
 #include <limits>
 #include <random>
 #include <set>
@@ -26,9 +24,12 @@
 namespace
 {
 
-using support::assertedLine;
 using support::Matrix;
 using support::sameBits;
+using textbook::at;
+using textbook::determinant;
+using textbook::product;
+using textbook::same;
 
 /// One clean-up: what was registered, under which tag, and with which status the function left.
 struct Cleanup {
@@ -81,17 +82,6 @@ static_assert(sizeof(Angles) == 24 && offsetof(Angles, ax) == 0 && offsetof(Angl
 const Mat3 identity = {1, 0, 0, 0, 1, 0, 0, 0, 1};
 const Mat3 canary = {3, 4, 5, 6, 7, 8, 9, 10, 11};
 
-double at(const Mat3 &m, int i, int j) { return (&m.m00)[3 * i + j]; }
-double &at(Mat3 &m, int i, int j) { return (&m.m00)[3 * i + j]; }
-
-bool same(const Mat3 &a, const Mat3 &b)
-{
-    for (int i = 0; i < 9; ++i)
-        if (!sameBits((&a.m00)[i], (&b.m00)[i]))
-            return false;
-    return true;
-}
-
 bool same(const Rod &a, const Rod &b)
 {
     return sameBits(a.x, b.x) && sameBits(a.y, b.y) && sameBits(a.z, b.z);
@@ -104,25 +94,9 @@ bool same(const Angles &a, const Angles &b)
 
 Mat3 diag(double a, double b, double c) { return {a, 0, 0, 0, b, 0, 0, 0, c}; }
 
-Mat3 product(const Mat3 &a, const Mat3 &b)
-{
-    Mat3 r;
-    for (int i = 0; i < 3; ++i)
-        for (int j = 0; j < 3; ++j)
-            at(r, i, j) =
-                at(a, i, 0) * at(b, 0, j) + at(a, i, 1) * at(b, 1, j) + at(a, i, 2) * at(b, 2, j);
-    return r;
-}
-
 Mat3 transposed(const Mat3 &m)
 {
     return {m.m00, m.m10, m.m20, m.m01, m.m11, m.m21, m.m02, m.m12, m.m22};
-}
-
-double determinant(const Mat3 &m)
-{
-    return m.m00 * (m.m11 * m.m22 - m.m12 * m.m21) + m.m10 * (-m.m01 * m.m22 + m.m02 * m.m21) +
-           m.m20 * (m.m01 * m.m12 - m.m02 * m.m11);
 }
 
 double distance(const Mat3 &a, const Mat3 &b)
@@ -950,51 +924,6 @@ TEST(EulerAngleRules, MatricesComeBackFromTheirAngles)
         EXPECT_NEAR(angles.ay, given.ay, 1e-14 / loss);
         EXPECT_NEAR(angles.az, given.az, 1e-14 / loss);
     }
-}
-
-TEST(RotationRules, NullRecordsAreReportedWhereTheyAreChecked)
-{
-    Rod r = {1, 2, 3};
-    Mat3 M = identity, a, b, c, R;
-    Angles angles = {1, 2, 3};
-    const radian angle = {1};
-    const std::function<void()> calls[] = {
-        [&] { kmath_rodParam_buildMat(&r, nullptr); },
-        [&] { kmath_rodParam_getParam(nullptr, &r); },
-        [&] { kmath_rodParam_getParam(&M, nullptr); },
-        [&] { kmath_rodParam_computeJacob(nullptr, &a, &b, &c, &R); },
-        [&] { kmath_rodParam_computeJacob(&r, nullptr, &b, &c, &R); },
-        [&] { kmath_rodParam_computeJacob(&r, &a, nullptr, &c, &R); },
-        [&] { kmath_rodParam_computeJacob(&r, &a, &b, nullptr, &R); },
-        [&] { kmath_rodParam_computeJacob(&r, &a, &b, &c, nullptr); },
-        [&] { kmath_rodParam_findClosestRotation(nullptr, &R); },
-        [&] { kmath_rodParam_findClosestRotation(&M, nullptr); },
-        [&] { kmath_angle3Vect_init(nullptr, &angle, &angle, &angle); },
-        [&] { kmath_angle3Vect_init(&angles, nullptr, &angle, &angle); },
-        [&] { kmath_angle3Vect_init(&angles, &angle, nullptr, &angle); },
-        [&] { kmath_angle3Vect_init(&angles, &angle, &angle, nullptr); },
-        [&] { kmath_angle3Vect_getMatrix(nullptr, &M); },
-        [&] { kmath_angle3Vect_getMatrix(&angles, nullptr); },
-        [&] { kmath_angle3Vect_setMatrix(nullptr, &M); },
-        [&] { kmath_angle3Vect_setMatrix(&angles, nullptr); },
-    };
-    for (std::size_t i = 0; i < std::size(calls); ++i)
-        EXPECT_NE(assertedLine(calls[i]), 0) << "call " << i;
-}
-
-TEST(RotationRules, TheOthersCheckNothing)
-{
-    Mat3 M;
-    const Angles angles = {1, 2, 3};
-    std::uint32_t flag;
-    const std::function<void()> calls[] = {
-        [&] { kmath_rodParam_buildMat(nullptr, &M); },
-        [&] { kmath_angle3Vect_compareEqual(nullptr, &angles, &flag); },
-        [&] { kmath_angle3Vect_compareEqual(&angles, nullptr, &flag); },
-        [&] { kmath_angle3Vect_compareEqual(&angles, &angles, nullptr); },
-    };
-    for (std::size_t i = 0; i < std::size(calls); ++i)
-        EXPECT_TRUE(reportsNothing(calls[i])) << "call " << i;
 }
 
 TEST(RotationRules, OrdinaryCallsReportNothing)

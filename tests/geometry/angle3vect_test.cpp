@@ -1,5 +1,6 @@
 #include "rotation_checks.hpp"
 #include "support/services.hpp"
+#include "support/unchecked.hpp"
 
 #include <kmath/rotations.h>
 
@@ -11,6 +12,7 @@
 
 using namespace rotations;
 using support::allocationsOf;
+using support::reportsNothing;
 
 namespace
 {
@@ -80,6 +82,15 @@ TEST(Angle3Vect, ReportsNullRecords)
                         [&] { kmath_angle3Vect_getMatrix(&r, nullptr); }});
     expectOneAssertion({[&] { kmath_angle3Vect_setMatrix(nullptr, &M); },
                         [&] { kmath_angle3Vect_setMatrix(&r, nullptr); }});
+}
+
+TEST(Angle3VectCompareEqual, ReportsNoNullRecords)
+{
+    const kmath_angle3Vect a = {1, 2, 3};
+    std::uint32_t equal;
+    EXPECT_TRUE(reportsNothing([&] { kmath_angle3Vect_compareEqual(nullptr, &a, &equal); }));
+    EXPECT_TRUE(reportsNothing([&] { kmath_angle3Vect_compareEqual(&a, nullptr, &equal); }));
+    EXPECT_TRUE(reportsNothing([&] { kmath_angle3Vect_compareEqual(&a, &a, nullptr); }));
 }
 
 TEST(Angle3VectGetMatrix, TurnsAboutZThenYThenX)

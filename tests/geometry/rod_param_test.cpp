@@ -1,5 +1,6 @@
 #include "rotation_checks.hpp"
 #include "support/services.hpp"
+#include "support/unchecked.hpp"
 
 #include <kmath/rotations.h>
 
@@ -181,10 +182,12 @@ double randomAngle(int number, std::mt19937_64 &generator)
     }
 }
 
-TEST(RodParamBuildMat, ReportsANullMatrix)
+TEST(RodParamBuildMat, ReportsANullMatrixAlone)
 {
     const kmath_rodParam r = {0.1, 0.2, 0.3};
+    kmath_matrix3 M;
     expectOneAssertion({[&] { kmath_rodParam_buildMat(&r, nullptr); }});
+    EXPECT_TRUE(support::reportsNothing([&] { kmath_rodParam_buildMat(nullptr, &M); }));
 }
 
 TEST(RodParamBuildMat, TurnsAboutEachAxisRightHanded)

@@ -1,4 +1,4 @@
-// What the tests of the 3D transforms share: builders, comparison by bits, and nulls.
+// What the tests of the 3D transforms share: builders and comparison by bits.
 #pragma once
 
 #include "support/matrices.hpp"
@@ -8,11 +8,8 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <limits>
 #include <random>
-
-#include <sys/wait.h>
 
 namespace transforms
 {
@@ -98,16 +95,6 @@ inline kmath_xform3Linear randomTransform(std::mt19937_64 &generator)
     for (int k = 0; k < elementCount; ++k)
         element(X, k) = uniform(generator);
     return X;
-}
-
-/// Runs a call with a null argument in a process of its own, where it may fault. It must not report
-/// an assertion.
-template <class Call> void expectNoAssertion(Call call)
-{
-    constexpr int reported = 77;
-    EXPECT_EXIT(
-        std::_Exit(support::assertedLine(call) != 0 ? reported : 0),
-        [](int status) { return !WIFEXITED(status) || WEXITSTATUS(status) != reported; }, "");
 }
 
 } // namespace transforms

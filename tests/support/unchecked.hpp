@@ -10,6 +10,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+namespace support
+{
+
 /// True unless the body reports to the assertion hook; it may as well crash.
 inline bool reportsNothing(const std::function<void()> &body)
 {
@@ -19,9 +22,11 @@ inline bool reportsNothing(const std::function<void()> &body)
         const rlimit none = {0, 0};
         setrlimit(RLIMIT_CORE, &none);
         dup2(open("/dev/null", O_WRONLY), STDERR_FILENO); // a sanitizer tells of the fault
-        _exit(support::assertedLine(body) == 0 ? 0 : reported);
+        _exit(assertedLine(body) == 0 ? 0 : reported);
     }
     int status = 0;
     return child > 0 && waitpid(child, &status, 0) == child &&
            !(WIFEXITED(status) && WEXITSTATUS(status) == reported);
 }
+
+} // namespace support
