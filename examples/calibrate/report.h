@@ -16,13 +16,13 @@ typedef struct Results {
 
 extern const char *const unitsName[UNITS_COUNT];
 
-/* The one to go by. */
+/* The calibration that the report on views and the picture show. */
 const Refinement *bestOf(const Results *results);
 
 /* Root mean square of the distances between predicted and measured corners. */
 double rootMeanSquare(double sumOfSquares, int32_t cornersMeasured);
 
-/* The residual vectors of one view of the best calibration, two numbers a corner. */
+/* Sum of squares of one view; residuals are those of all views, one view after the other. */
 double viewSum(const Corners *corners, const double *residuals, int32_t view);
 
 /* residuals: those of the best calibration. */
