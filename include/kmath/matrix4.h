@@ -346,9 +346,10 @@ KMATH_API kmath_status kmath_matrix4_initAdd(kmath_matrix4 *r, const kmath_matri
  * This shift does not serve every matrix. The limit of 100 iterations ends, among others,
  * rotations about the y axis, the cyclic permutation of four components, matrices whose shift
  * stays real before a complex pair, and about one random matrix in a hundred, but none seen
- * of the symmetric ones. Nothing is scaled beforehand: where squares of the elements overflow
- * or vanish, the shift is spoilt, and the limit usually ends these too, as it does most
- * matrices with NaN or infinities.
+ * of the symmetric ones. For −A the shift is the other root, so it often converges where A
+ * does not. Nothing is scaled beforehand: where squares of the elements overflow or vanish,
+ * the shift is spoilt, and the limit usually ends these too, as it does most matrices with
+ * NaN or infinities.
  *
  * @param[in]  A        any
  * @param[out] values   λ, the diagonal of T in order; not sorted

@@ -445,6 +445,26 @@ TEST(Matrix4Eigen, MeetsTheResidualOfAHundredThousandRandomMatrices)
     EXPECT_LE(share.ofLimit(), 0.015);
 }
 
+TEST(Matrix4Eigen, TakesTheOtherRootForTheNegatedMatrix)
+{
+    RandomRecords random(23);
+    int atLimit = 0, bothAtLimit = 0;
+    for (int repeat = 0; repeat < 20000; ++repeat) {
+        const Matrix4d A = toEigen(random.real());
+        if (decompose(A).status == KMATH_OK)
+            continue;
+        ++atLimit;
+        const Decomposition negated = decompose(Matrix4d(-A));
+        if (negated.status == KMATH_OK) {
+            EXPECT_LE(residual(-A, negated), 1e-11);
+        } else {
+            ++bothAtLimit;
+        }
+    }
+    EXPECT_GE(atLimit, 100);
+    EXPECT_LE(bothAtLimit, 4);
+}
+
 TEST(Matrix4Eigen, MeetsTheResidualOfNormalAndOfWidelySpreadElements)
 {
     RandomRecords random(13);
