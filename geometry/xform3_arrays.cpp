@@ -1,11 +1,12 @@
 // Arrays of points and vectors under one linear transform.
 //
 // Every item gets the bits of the function that maps one.
+#include <kmath/platform.h>
 #include <kmath/xform3.h>
 
 #include "kernels/kernels.hpp"
-#include "platform/check.hpp"
 
+#include <bit>
 #include <cstddef>
 
 using namespace kmath;
@@ -32,13 +33,7 @@ template <class Item> kmath_status copyItems(int64_t count, const Item *input, I
     return ksys_memory_copy(output, input, static_cast<std::size_t>(count) * sizeof(Item));
 }
 
-// The same transform, and the same items, as the kernels see them.
-Affine affine(const kmath_xform3Linear &X)
-{
-    const auto &[t, M] = X;
-    return {{{M.m00, M.m01, M.m02}, {M.m10, M.m11, M.m12}, {M.m20, M.m21, M.m22}}, {t.x, t.y, t.z}};
-}
-
+// The same items as the kernels see them; their transform has the layout of ours.
 const double *numbers(const kmath_vect3 *items) { return reinterpret_cast<const double *>(items); }
 double *numbers(kmath_vect3 *items) { return reinterpret_cast<double *>(items); }
 const float *numbers(const kmath_vect3F *items) { return reinterpret_cast<const float *>(items); }
@@ -54,7 +49,7 @@ kmath_status mapItems(const kmath_xform3Linear *X, int64_t count, const Item *in
     if (count < 0)
         return KMATH_ERR_NEGATIVE_COUNT;
     if (count > 0)
-        (kernels().*map)(affine(*X), numbers(input), numbers(output), count);
+        (kernels().*map)(std::bit_cast<Affine>(*X), numbers(input), numbers(output), count);
     return KMATH_OK;
 }
 

@@ -30,8 +30,8 @@ struct ConstBlock {
 
 /// The transform p ↦ M·p + t of points in space.
 struct Affine {
-    double M[3][3];
     double t[3];
+    double M[3][3];
 };
 
 struct Kernels {

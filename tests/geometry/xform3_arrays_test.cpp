@@ -71,7 +71,7 @@ template <class Item> std::vector<Item> oneByOne(const Mapping<Item> &mapping,
 TEST(Xform3MapArrays, HaveTheBitsOfSingleItemsAlsoInPlace)
 {
     forEachMapping([]<class Item>(const Mapping<Item> &mapping) {
-        for (const std::size_t n : {1, 2, 3, 7, 8, 9, 16, 17, 54, 1000, 4099}) {
+        for (const std::size_t n : {1u, 2u, 3u, 7u, 8u, 9u, 16u, 17u, 54u, 1000u, 4099u}) {
             std::vector<Item> input = randomItems<Item>(n, n);
             const std::vector<Item> expected = oneByOne(mapping, X, input);
             std::vector<Item> output(n + 1, Item{7, 7, 7});

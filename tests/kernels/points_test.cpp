@@ -40,13 +40,13 @@ template <class Number> bool sameBits(const Numbers<Number> &a, const Numbers<Nu
 }
 
 // Terms of very different size, so that another order of the sums would show.
-const Affine transform = {{{1.0 / 3.0, -2.385, 1e3}, {1e-3, 0.7, -1.0 / 7.0}, {-0.1, 1e2, 3.3}},
-                          {1e-5, -1e4, 0.3}};
+const Affine transform = {{1e-5, -1e4, 0.3},
+                          {{1.0 / 3.0, -2.385, 1e3}, {1e-3, 0.7, -1.0 / 7.0}, {-0.1, 1e2, 3.3}}};
 
-const Affine wildTransform = {{{1e300, -std::numeric_limits<double>::infinity(), 0.0},
+const Affine wildTransform = {{-0.0, 1e308, 0.5},
+                              {{1e300, -std::numeric_limits<double>::infinity(), 0.0},
                                {std::numeric_limits<double>::quiet_NaN(), 1.0, -0.0},
-                               {5e-324, -1e308, 1e-300}},
-                              {-0.0, 1e308, 0.5}};
+                               {5e-324, -1e308, 1e-300}}};
 
 template <class Number> struct Entry {
     void (*Kernels::*map)(Affine, const Number *, Number *, std::int64_t);
@@ -96,7 +96,7 @@ TEST(PointsKernel, HasTheBitsOfTheTextbookLoopOnEveryInstructionSet)
 template <class Number> void expectInOrderWhenOverlapping(const Entry<Number> (&entries)[2])
 {
     forEachCase(entries, [](const Kernels &set, const Entry<Number> &entry, const Affine &X) {
-        for (const std::size_t n : {1, 2, 8, 9, 17, 24, 33}) {
+        for (const std::size_t n : {1u, 2u, 8u, 9u, 17u, 24u, 33u}) {
             const std::size_t reach = 3 * n + 4;
             for (std::size_t shift = 0; shift <= 2 * reach; ++shift) {
                 const Numbers<Number> before = randomRun<Number>(3 * reach + 16, shift, false);
@@ -123,8 +123,8 @@ TEST(PointsKernel, RoundsFloatsOnceAtTheEnd)
 {
     // Sums that cancel in double but not in floats, that exceed the floats, and one just above a
     // tie.
-    const Affine X = {{{0x1p30, -0x1p30, 1.0}, {1e300, 0.0, 0.0}, {1.0, 0x1p-24, 0.0}},
-                      {0.0, 0.0, 0.0}};
+    const Affine X = {{0.0, 0.0, 0.0},
+                      {{0x1p30, -0x1p30, 1.0}, {1e300, 0.0, 0.0}, {1.0, 0x1p-24, 0.0}}};
     for (const Kernels *set : runnableKernels()) {
         Numbers<float> points(3 * 20, 1.0f);
         for (std::size_t i = 1; i < points.size(); i += 3)
@@ -140,7 +140,7 @@ TEST(PointsKernel, RoundsFloatsOnceAtTheEnd)
 
 TEST(PointsKernel, KeepsTheSignOfAZeroVector)
 {
-    const Affine X = {{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}, {0, 0, 0}};
+    const Affine X = {{0, 0, 0}, {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}};
     for (const Kernels *set : runnableKernels()) {
         Numbers<double> vectors(3 * 9, -0.0);
         Numbers<double> points = vectors;
