@@ -29,7 +29,8 @@ std::atomic<kmath_status> copyAnswer{KMATH_OK};
 std::atomic<int> copies{0};
 std::atomic<std::size_t> copied{0};
 
-std::atomic<std::int32_t> threadCount{0};
+constexpr std::int32_t machine = -1; // no ThreadCount lives: as many as the machine has
+std::atomic<std::int32_t> threadCount{machine};
 
 bool refuse(std::size_t bytes)
 {
@@ -123,7 +124,7 @@ kmath_status ksys_memory_free_internal(void **block)
 
 kmath_status ksys_jobGetCurrentThreadState(std::int32_t *threads, const ksys_jobThreadGroup *)
 {
-    *threads = threadCount != 0
+    *threads = threadCount != machine
                    ? threadCount.load()
                    : static_cast<std::int32_t>(std::max(1u, std::thread::hardware_concurrency()));
     return KMATH_OK;
@@ -225,7 +226,7 @@ std::size_t CopyWatch::lastBytes() const { return copied; }
 
 ThreadCount::ThreadCount(std::int32_t threads) { threadCount = threads; }
 
-ThreadCount::~ThreadCount() { threadCount = 0; }
+ThreadCount::~ThreadCount() { threadCount = machine; }
 
 } // namespace support
 
