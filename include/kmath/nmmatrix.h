@@ -492,8 +492,10 @@ KMATH_API kmath_status kmath_nmmatrix_determinant(const kmath_nmmatrix *A, doubl
  * whose elements are all below about 1e-162 can count as zero. Columns that shrink through rounding
  * noise until their squares lose precision (below about 1e-154, as in a matrix of low rank and
  * order above 12) cost the vectors of zero values their orthogonality, though not A = U·W·Vᵀ. And
- * for singular values around 1e-77 to 1e-83, whose fourth powers underflow in the shift, U and V
- * are not orthogonal: scale such a matrix towards 1 before decomposing it.
+ * singular values below about 1e-70 that are not zero can cost U and V their orthogonality, as
+ * those around 1e-77 to 1e-83, whose fourth powers underflow in the shift; in an A of low rank,
+ * whose columns shrink through rounding noise, elements below about 1e-44 can. Scale A so that its
+ * largest element is above about 1e-40, best to about 1.
  *
  * @param[in]  A  m × n
  * @param[out] U  max(m, n) × n, resized
