@@ -8,6 +8,7 @@
 #include <kmath/containers.h>
 #include <kmath/nmmatrix.h>
 #include <kmath/platform.h>
+#include <kmath/snmmatrix.h>
 
 #include "platform/check.hpp"
 
@@ -21,6 +22,11 @@ inline kmath_status construct(kmath_nmmatrix &matrix) { return kmath_nmmatrix_co
 inline kmath_status destruct(kmath_nmmatrix &matrix) { return kmath_nmmatrix_destruct(&matrix); }
 inline kmath_status construct(kmath_nvector &vector) { return kmath_nvector_construct(&vector); }
 inline kmath_status destruct(kmath_nvector &vector) { return kmath_nvector_destruct(&vector); }
+inline kmath_status construct(kmath_snmmatrix &matrix)
+{
+    return kmath_snmmatrix_construct(&matrix);
+}
+inline kmath_status destruct(kmath_snmmatrix &matrix) { return kmath_snmmatrix_destruct(&matrix); }
 inline kmath_status construct(kstd_vector_kmath_nmmatrix &matrices)
 {
     return kstd_vector_kmath_nmmatrix_constructEmpty(&matrices);

@@ -12,6 +12,7 @@
 #include <kmath/nmmatrix.h>
 #include <kmath/platform.h>
 #include <kmath/rotations.h>
+#include <kmath/snmmatrix.h>
 #include <kmath/solvers.h>
 #include <kmath/status.h>
 #include <kmath/vectors.h>
