@@ -91,7 +91,7 @@ KMATH_API kmath_status kmath_snmmatrix_resize(kmath_snmmatrix *matrix, int32_t r
  *
  * @param[in,out] matrix  keeps its shape; unchanged by KMATH_ERR_BAD_DIMENSIONS, and without
  *                        arrays, with capacity 0, after any other failure
- * @param[in]     nnz     capacity, at most rows × cols
+ * @param[in]     nnz     capacity, at most rows × cols; a negative one changes nothing
  * @return KMATH_OK, KMATH_ERR_BAD_DIMENSIONS if nnz exceeds rows × cols, whatever the capacity, or
  *         the status of a failing release or allocation
  */
@@ -128,9 +128,9 @@ KMATH_API kmath_status kmath_snmmatrix_setElements(kmath_snmmatrix *matrix, int3
  *
  * The first capacity is (rows × fillRatio) × cols, cut to an integer. If that does not hold them
  * all, kmath_snmmatrix_resizeNNZ raises it by steps of a tenth of rows × cols, rounded down, and 1
- * more. What the matrix then holds is not promised; give a ratio that covers every element kept.
- * Steps that would pass rows × cols fail, as they may for a dense matrix with a low ratio. NaN
- * exceeds no threshold and is dropped.
+ * more, and A is gone through once more; a ratio that covers them all spares this. A step that
+ * would pass rows × cols fails, as may happen where nearly all elements are kept. NaN exceeds no
+ * threshold and is dropped.
  *
  * @param[in,out] matrix     the shape of A afterwards; unchanged for a capacity that is refused and
  *                           for an A without storage, and empty without arrays after any other

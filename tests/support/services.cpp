@@ -10,6 +10,7 @@
 
 #include <mutex>
 #include <thread>
+#include <utility>
 
 namespace
 {
@@ -31,6 +32,13 @@ std::atomic<std::size_t> copied{0};
 
 constexpr std::int32_t machine = -1; // no ThreadCount lives: as many as the machine has
 std::atomic<std::int32_t> threadCount{machine};
+
+// Of the thread that watches alone; the services answer others as ever.
+thread_local int failingFill = -1;
+thread_local kmath_status fillAnswer = KMATH_OK;
+thread_local std::vector<std::size_t> *fills = nullptr;
+thread_local const std::vector<kmath_status> *releaseAnswers = nullptr;
+thread_local std::size_t releases = 0;
 
 bool refuse(std::size_t bytes)
 {
@@ -92,6 +100,18 @@ kmath_status ksys_memory_copy(void *to, const void *from, std::size_t bytes)
     return KMATH_OK;
 }
 
+kmath_status ksys_memory_fill(void *to, std::int32_t byte, std::size_t bytes)
+{
+    if (fills) {
+        fills->push_back(bytes);
+        if (static_cast<int>(fills->size()) - 1 == failingFill)
+            return fillAnswer;
+    }
+    if (bytes != 0)
+        std::memset(to, byte, bytes);
+    return KMATH_OK;
+}
+
 kmath_status ksys_memory_realloc_internal(void **block, std::size_t bytes)
 {
     if (bytes == 0)
@@ -119,6 +139,8 @@ kmath_status ksys_memory_free_internal(void **block)
         --live;
     std::free(*block);
     *block = nullptr;
+    if (releaseAnswers && releases < releaseAnswers->size())
+        return (*releaseAnswers)[releases++];
     return KMATH_OK;
 }
 
@@ -223,6 +245,33 @@ CopyWatch::~CopyWatch() { copyAnswer = KMATH_OK; }
 int CopyWatch::calls() const { return copies; }
 
 std::size_t CopyWatch::lastBytes() const { return copied; }
+
+FillWatch::FillWatch(int failing, kmath_status answer)
+{
+    failingFill = failing;
+    fillAnswer = answer;
+    fills = new std::vector<std::size_t>;
+}
+
+FillWatch::~FillWatch()
+{
+    delete fills;
+    fills = nullptr;
+}
+
+std::vector<std::size_t> FillWatch::bytes() const { return *fills; }
+
+ReleaseAnswers::ReleaseAnswers(std::vector<kmath_status> answers)
+{
+    releaseAnswers = new std::vector<kmath_status>(std::move(answers));
+    releases = 0;
+}
+
+ReleaseAnswers::~ReleaseAnswers()
+{
+    delete releaseAnswers;
+    releaseAnswers = nullptr;
+}
 
 ThreadCount::ThreadCount(std::int32_t threads) { threadCount = threads; }
 

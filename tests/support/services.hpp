@@ -79,6 +79,31 @@ class CopyWatch
     std::size_t lastBytes() const;
 };
 
+/// Watches ksys_memory_fill while it lives, and lets the call with the given number, counted from
+/// 0, fail with the answer and fill nothing; −1 for none.
+class FillWatch
+{
+  public:
+    explicit FillWatch(int failing = -1, kmath_status answer = KMATH_ERR_FAILED);
+    ~FillWatch();
+    FillWatch(const FillWatch &) = delete;
+    FillWatch &operator=(const FillWatch &) = delete;
+
+    /// Bytes of each call so far.
+    std::vector<std::size_t> bytes() const;
+};
+
+/// Lets ksys_memory_free_internal answer from a list while it lives, call by call, and KMATH_OK
+/// after its end. The blocks are given back all the same.
+class ReleaseAnswers
+{
+  public:
+    explicit ReleaseAnswers(std::vector<kmath_status> answers);
+    ~ReleaseAnswers();
+    ReleaseAnswers(const ReleaseAnswers &) = delete;
+    ReleaseAnswers &operator=(const ReleaseAnswers &) = delete;
+};
+
 /// Makes ksys_jobGetCurrentThreadState answer the count while it lives.
 class ThreadCount
 {
