@@ -22,11 +22,6 @@ constexpr double capacityLimit = 2147483648.0; // the first that no int32_t hold
 
 std::int64_t cellCount(const kmath_snmmatrix &S) { return std::int64_t{S.rows} * S.cols; }
 
-bool hasArrays(const kmath_snmmatrix &S)
-{
-    return S.rowStart && (S.nnz == 0 || (S.colIndex && S.values));
-}
-
 kmath_status releaseArrays(kmath_snmmatrix &S)
 {
     S.nnz = 0;
@@ -123,7 +118,7 @@ kmath_status kmath_snmmatrix_resize(kmath_snmmatrix *matrix, int32_t rows, int32
     frame.guard(*matrix);
 
     // Deliberate: the columns are not compared, as no array depends on their number.
-    if (nnz != matrix->nnz || rows != matrix->rows || !hasArrays(*matrix)) {
+    if (nnz != matrix->nnz || rows != matrix->rows || !matrix->rowStart) {
         TRY(releaseArrays(*matrix));
         TRY(allocateClear(matrix->rowStart, starts));
         TRY(allocateClear(matrix->colIndex, nnz));

@@ -28,6 +28,32 @@ double dot(const SparseRow &s, const double *b)
     return sum;
 }
 
+// Σ s(p)·B(column of p, j).
+double dotColumn(const SparseRow &s, const double *const *B, std::int32_t j)
+{
+    double sum = 0.0;
+    for (std::int32_t p = 0; p < s.count; ++p)
+        sum += s.values[p] * B[s.columns[p]][j];
+    return sum;
+}
+
+// c = s·B, n columns. Wide rows are added as they lie in memory; narrow ones are not worth a
+// kernel's call (a column takes 0.6 instead of 3.4 ns an entry). Each element sums in storage
+// order.
+void multiplyRow(const SparseRow &s, const double *const *B, double *c, std::int32_t n,
+                 const Kernels &kernel)
+{
+    constexpr std::int32_t narrow = 8;
+    if (n < narrow) {
+        for (std::int32_t j = 0; j < n; ++j)
+            c[j] = dotColumn(s, B, j);
+        return;
+    }
+    std::fill_n(c, n, 0.0);
+    for (std::int32_t p = 0; p < s.count; ++p)
+        kernel.addScaled(c, B[s.columns[p]], n, s.values[p]);
+}
+
 } // namespace
 
 kmath_status kmath_snmmatrix_multiplySMM(const kmath_snmmatrix *S, const kmath_nmmatrix *B,
@@ -43,14 +69,9 @@ kmath_status kmath_snmmatrix_multiplySMM(const kmath_snmmatrix *S, const kmath_n
     if (C->nCols == 0)
         return KMATH_OK; // it may have no row table
 
-    // Row by row of B, which is how both lie in memory; each element still sums in storage order.
     const Kernels &kernel = kernels();
-    for (std::int32_t i = 0; i < S->rows; ++i) {
-        const SparseRow s = sparseRow(*S, i);
-        std::fill_n(C->rows[i], C->nCols, 0.0);
-        for (std::int32_t p = 0; p < s.count; ++p)
-            kernel.addScaled(C->rows[i], B->rows[s.columns[p]], C->nCols, s.values[p]);
-    }
+    for (std::int32_t i = 0; i < S->rows; ++i)
+        multiplyRow(sparseRow(*S, i), B->rows, C->rows[i], C->nCols, kernel);
     return KMATH_OK;
 }
 
