@@ -15,6 +15,7 @@
 #include <kmath/snmmatrix.h>
 #include <kmath/solvers.h>
 #include <kmath/status.h>
+#include <kmath/sub_block.h>
 #include <kmath/vectors.h>
 #include <kmath/xform3.h>
 
