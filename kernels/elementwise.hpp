@@ -1,7 +1,9 @@
-// Element by element over one run of doubles.
+// Element by element over one run of doubles, or row by row over views.
 #pragma once
 
+#include "kernels/kernels.hpp"
 #include "kernels/lanes.hpp"
+#include "kernels/rows.hpp"
 
 #include <cstdint>
 
@@ -58,6 +60,43 @@ void subtractScaled(double *x, const double *y, std::int64_t n, double a)
         using V = decltype(v);
         store(x + i, load<V>(x + i) - a * load<V>(y + i));
     });
+}
+
+// C(i, j) = combine(A(i, j), B(i, j))
+template <class Combine> inline void elementByElement(const kmath::Strided &C,
+                                                      const kmath::ConstStrided &A,
+                                                      const kmath::ConstStrided &B, Combine combine)
+{
+    for (int i = 0; i < C.rows; ++i) {
+        double *const c = row(C, i);
+        const double *const a = row(A, i);
+        const double *const b = row(B, i);
+        inSteps(C.cols, [=](std::int64_t j, auto v) {
+            using V = decltype(v);
+            store(c + j, combine(load<V>(a + j), load<V>(b + j)));
+        });
+    }
+}
+
+void sum(const kmath::Strided &C, const kmath::ConstStrided &A, const kmath::ConstStrided &B)
+{
+    elementByElement(C, A, B, [](auto a, auto b) { return a + b; });
+}
+
+void difference(const kmath::Strided &C, const kmath::ConstStrided &A, const kmath::ConstStrided &B)
+{
+    elementByElement(C, A, B, [](auto a, auto b) { return a - b; });
+}
+
+void scaledSum(const kmath::Strided &C, double s, const kmath::ConstStrided &A,
+               const kmath::ConstStrided &B)
+{
+    elementByElement(C, A, B, [=](auto a, auto b) { return s * a + b; });
+}
+
+void scaled(const kmath::Strided &C, const kmath::ConstStrided &A, double s)
+{
+    elementByElement(C, A, A, [=](auto a, auto) { return a * s; });
 }
 
 } // namespace

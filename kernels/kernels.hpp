@@ -9,7 +9,7 @@
 namespace kmath
 {
 
-// Both views are plain aggregates: a constructor would be an inline function, and the linker might
+// The views are plain aggregates: a constructor would be an inline function, and the linker might
 // keep the copy made for an instruction set that the machine does not have.
 
 /// A rectangle of doubles seen through its row table.
@@ -28,6 +28,22 @@ struct ConstBlock {
     int column = 0;
 };
 
+/// A rectangle of doubles whose rows start `stride` doubles apart.
+struct Strided {
+    double *top; ///< element (0, 0)
+    std::int64_t stride;
+    int rows;
+    int cols;
+};
+
+/// The same for reading.
+struct ConstStrided {
+    const double *top;
+    std::int64_t stride;
+    int rows;
+    int cols;
+};
+
 /// The transform p ↦ M·p + t of points in space.
 struct Affine {
     double t[3];
@@ -43,6 +59,18 @@ struct Kernels {
     void (*productT)(const Block &C, const ConstBlock &A, const ConstBlock &B); ///< C = A·Bᵀ
     void (*square)(const Block &R, const ConstBlock &A);                        ///< R = AᵀA
     void (*Tsquare)(const Block &R, const ConstBlock &A);                       ///< R = A·Aᵀ
+
+    void (*stridedProduct)(const Strided &C, const ConstStrided &A, const ConstStrided &B);
+    void (*stridedTproduct)(const Strided &C, const ConstStrided &A, const ConstStrided &B);
+    void (*stridedProductT)(const Strided &C, const ConstStrided &A, const ConstStrided &B);
+
+    // C may be A.
+    void (*sum)(const Strided &C, const ConstStrided &A, const ConstStrided &B); ///< C = A + B
+    void (*difference)(const Strided &C, const ConstStrided &A,
+                       const ConstStrided &B); ///< C = A − B
+    void (*scaledSum)(const Strided &C, double s, const ConstStrided &A,
+                      const ConstStrided &B);                          ///< C = s·A + B
+    void (*scaled)(const Strided &C, const ConstStrided &A, double s); ///< C = A·s
 
     void (*scale)(double *x, std::int64_t n, double factor);                      ///< x *= factor
     void (*addScalar)(double *x, std::int64_t n, double value);                   ///< x += value

@@ -1,4 +1,5 @@
-// Whole-matrix products. Each element of C is one sum over k upwards from 0.0, in its own lane.
+// Products of matrices and of views. Each element of C is one sum over k upwards from 0.0, in its
+// own lane.
 //
 // C is computed in tiles of R rows by N vectors, so that R·N sums are in flight while one addition
 // waits for the one before. Where a tile's columns of B serve many rows, they are first packed into
@@ -7,6 +8,7 @@
 
 #include "kernels/kernels.hpp"
 #include "kernels/lanes.hpp"
+#include "kernels/rows.hpp"
 
 #include <cstdint>
 
@@ -15,28 +17,33 @@ namespace
 
 using kmath::Block;
 using kmath::ConstBlock;
-
-inline double *row(const Block &block, int i) { return block.table[i] + block.column; }
-inline const double *row(const ConstBlock &block, int i) { return block.table[i] + block.column; }
+using kmath::ConstStrided;
+using kmath::Strided;
 
 inline int smaller(int a, int b) { return a < b ? a : b; }
 
-// A factor as it lies, or read across.
-struct Direct {
-    const ConstBlock &matrix;
+// A factor as it lies, or read across. From is ConstBlock or ConstStrided.
+template <class From> struct Direct {
+    const From &matrix;
 };
-struct Transposed {
-    const ConstBlock &matrix;
+template <class From> struct Transposed {
+    const From &matrix;
 };
 
-inline double element(const Direct &M, int i, int j) { return row(M.matrix, i)[j]; }
-inline double element(const Transposed &M, int i, int j) { return row(M.matrix, j)[i]; }
+template <class From> inline double element(const Direct<From> &M, int i, int j)
+{
+    return row(M.matrix, i)[j];
+}
+template <class From> inline double element(const Transposed<From> &M, int i, int j)
+{
+    return row(M.matrix, j)[i];
+}
 
 // The columns of C that one step computes, from its top row down to `rows`. They are covered by N
 // vectors whose starts lie `step` apart: where there are fewer columns than lanes, the vectors
-// overlap, and what lies in two of them comes out twice with the same bits.
-struct Part {
-    const Block &C;
+// overlap, and what lies in two of them comes out twice with the same bits. To is Block or Strided.
+template <class To> struct Part {
+    const To &C;
     int rows;
     int column;
     int cols;
@@ -50,12 +57,14 @@ struct Span {
 };
 
 // Vector n of row k of the right factor: as it lies, element by element across, or packed.
-template <class V> V load(const Direct &B, const Part &part, Span, int k, int n)
+template <class V, class From, class To>
+V load(const Direct<From> &B, const Part<To> &part, Span, int k, int n)
 {
     return load<V>(row(B.matrix, k) + part.column + n * part.step);
 }
 
-template <class V> V load(const Transposed &B, const Part &part, Span, int k, int n)
+template <class V, class From, class To>
+V load(const Transposed<From> &B, const Part<To> &part, Span, int k, int n)
 {
     static_assert(width<V> == 1);
     return element(B, k, part.column + n * part.step);
@@ -65,13 +74,13 @@ constexpr int panelRows = 128; // a panel takes at most half of a 32 KiB cache
 struct Panel {
     alignas(Lanes) double elements[panelRows * 2 * laneCount];
 };
-template <class V> V load(const Panel &panel, const Part &, Span terms, int k, int n)
+template <class V, class To> V load(const Panel &panel, const Part<To> &, Span terms, int k, int n)
 {
     return load<V>(panel.elements + (2 * (k - terms.first) + n) * width<V>);
 }
 
-template <class V, int R, int N, class Left, class Right>
-void tile(const Part &part, int i, const Left &A, const Right &B, Span terms)
+template <class V, int R, int N, class To, class Left, class Right>
+void tile(const Part<To> &part, int i, const Left &A, const Right &B, Span terms)
 {
     double *C[R];
     V sum[R][N]; // set one by one: an array cleared at a stroke would stay in memory
@@ -94,8 +103,8 @@ void tile(const Part &part, int i, const Left &A, const Right &B, Span terms)
 }
 
 // All rows from i on: R at a time, then the rest at once.
-template <class V, int R, int N, class Left, class Right>
-void tiles(const Part &part, const Left &A, const Right &B, Span terms, int i = 0)
+template <class V, int R, int N, class To, class Left, class Right>
+void tiles(const Part<To> &part, const Left &A, const Right &B, Span terms, int i = 0)
 {
     for (; i + R <= part.rows; i += R)
         tile<V, R, N>(part, i, A, B, terms);
@@ -104,7 +113,8 @@ void tiles(const Part &part, const Left &A, const Right &B, Span terms, int i = 
             tiles<V, R - 1, N>(part, A, B, terms, i);
 }
 
-template <class V> void pack(Panel &panel, const Direct &B, const Part &part, Span terms)
+template <class V, class From, class To>
+void pack(Panel &panel, const Direct<From> &B, const Part<To> &part, Span terms)
 {
     double *to = panel.elements;
     for (int k = terms.first; k < terms.last; ++k, to += 2 * width<V>)
@@ -112,7 +122,8 @@ template <class V> void pack(Panel &panel, const Direct &B, const Part &part, Sp
             store(to + n * width<V>, load<V>(B, part, terms, k, n));
 }
 
-template <class V> void pack(Panel &panel, const Transposed &B, const Part &part, Span terms)
+template <class V, class From, class To>
+void pack(Panel &panel, const Transposed<From> &B, const Part<To> &part, Span terms)
 {
     for (int n = 0; n < 2; ++n) {
         const double *b[width<V>];
@@ -124,8 +135,8 @@ template <class V> void pack(Panel &panel, const Transposed &B, const Part &part
     }
 }
 
-template <class V, class Left, class Right>
-void throughPanel(const Part &part, const Left &A, const Right &B, int p)
+template <class V, class To, class Left, class Right>
+void throughPanel(const Part<To> &part, const Left &A, const Right &B, int p)
 {
     Panel panel;
     Span terms = {0, 0};
@@ -138,8 +149,8 @@ void throughPanel(const Part &part, const Left &A, const Right &B, int p)
 }
 
 // Few rows are not worth packing for.
-template <class V, class Left>
-void twoVectors(const Part &part, const Left &A, const Direct &B, int p)
+template <class V, class To, class Left, class From>
+void twoVectors(const Part<To> &part, const Left &A, const Direct<From> &B, int p)
 {
     if (part.rows < 16)
         tiles<V, 4, 2>(part, A, B, {0, p});
@@ -147,15 +158,15 @@ void twoVectors(const Part &part, const Left &A, const Direct &B, int p)
         throughPanel<V>(part, A, B, p);
 }
 
-template <class V, class Left>
-void twoVectors(const Part &part, const Left &A, const Transposed &B, int p)
+template <class V, class To, class Left, class From>
+void twoVectors(const Part<To> &part, const Left &A, const Transposed<From> &B, int p)
 {
     throughPanel<V>(part, A, B, p);
 }
 
 // By the widest vectors of which the columns need two.
-template <class V, class Left, class Right>
-void vectors(Part part, const Left &A, const Right &B, int p)
+template <class V, class To, class Left, class Right>
+void vectors(Part<To> part, const Left &A, const Right &B, int p)
 {
     if constexpr (1 < width<V>)
         if (part.cols <= width<V>)
@@ -165,8 +176,8 @@ void vectors(Part part, const Left &A, const Right &B, int p)
 }
 
 // Row by row, up to N inner products at a time.
-template <int N, class Left, class Right>
-void innerProducts(Part part, const Left &A, const Right &B, int p)
+template <int N, class To, class Left, class Right>
+void innerProducts(Part<To> part, const Left &A, const Right &B, int p)
 {
     part.step = 1;
     for (; part.cols >= N; part.cols -= N, part.column += N)
@@ -176,12 +187,14 @@ void innerProducts(Part part, const Left &A, const Right &B, int p)
             innerProducts<N - 1>(part, A, B, p);
 }
 
-template <class Left> void columns(const Part &part, const Left &A, const Direct &B, int p)
+template <class To, class Left, class From>
+void columns(const Part<To> &part, const Left &A, const Direct<From> &B, int p)
 {
     vectors<Lanes>(part, A, B, p);
 }
 
-template <class Left> void columns(const Part &part, const Left &A, const Transposed &B, int p)
+template <class To, class Left, class From>
+void columns(const Part<To> &part, const Left &A, const Transposed<From> &B, int p)
 {
     if (part.rows < 3)
         innerProducts<8>(part, A, B, p);
@@ -192,15 +205,15 @@ template <class Left> void columns(const Part &part, const Left &A, const Transp
 // Of a symmetric result only the columns down to the diagonal are wanted, and a little below.
 enum class Wanted { all, upper };
 
-template <class Left, class Right>
-__attribute__((noinline)) void multiplyByParts(const Block &C, const Left &A, const Right &B, int p,
+template <class To, class Left, class Right>
+__attribute__((noinline)) void multiplyByParts(const To &C, const Left &A, const Right &B, int p,
                                                Wanted wanted)
 {
     int cols = 0;
     for (int j = 0; j < C.cols; j += cols) {
         cols = smaller(C.cols - j, 2 * laneCount);
         const int rows = wanted == Wanted::upper ? smaller(C.rows, j + cols) : C.rows;
-        const Part part = {C, rows, j, cols, 0};
+        const Part<To> part = {C, rows, j, cols, 0};
         if (cols == 1)
             tiles<double, 8, 1>(part, A, B, {0, p});
         else
@@ -209,8 +222,8 @@ __attribute__((noinline)) void multiplyByParts(const Block &C, const Left &A, co
 }
 
 // The textbook loop.
-template <class Left, class Right>
-inline void multiplyPlainly(const Block &C, const Left &A, const Right &B, int p, Wanted wanted)
+template <class To, class Left, class Right>
+inline void multiplyPlainly(const To &C, const Left &A, const Right &B, int p, Wanted wanted)
 {
     for (int i = 0; i < C.rows; ++i)
         for (int j = wanted == Wanted::upper ? i : 0; j < C.cols; ++j) {
@@ -223,9 +236,8 @@ inline void multiplyPlainly(const Block &C, const Left &A, const Right &B, int p
 
 // Tiny products, those without a single term among them, take the textbook loop. Where to stop,
 // like the numbers of rows above, is a measurement of benchmarks/products_benchmark.cpp.
-template <class Left, class Right> inline void multiply(const Block &C, const Left &A,
-                                                        const Right &B, int p,
-                                                        Wanted wanted = Wanted::all)
+template <class To, class Left, class Right>
+inline void multiply(const To &C, const Left &A, const Right &B, int p, Wanted wanted = Wanted::all)
 {
     if (std::int64_t{C.rows} * C.cols * p <= (wanted == Wanted::upper ? 125 : 27))
         multiplyPlainly(C, A, B, p, wanted);
@@ -234,21 +246,21 @@ template <class Left, class Right> inline void multiply(const Block &C, const Le
 }
 
 // C = A·B
-void product(const Block &C, const ConstBlock &A, const ConstBlock &B)
+template <class To, class From> void product(const To &C, const From &A, const From &B)
 {
-    multiply(C, Direct{A}, Direct{B}, A.cols);
+    multiply(C, Direct<From>{A}, Direct<From>{B}, A.cols);
 }
 
 // C = Aᵀ·B
-void Tproduct(const Block &C, const ConstBlock &A, const ConstBlock &B)
+template <class To, class From> void Tproduct(const To &C, const From &A, const From &B)
 {
-    multiply(C, Transposed{A}, Direct{B}, A.rows);
+    multiply(C, Transposed<From>{A}, Direct<From>{B}, A.rows);
 }
 
 // C = A·Bᵀ
-void productT(const Block &C, const ConstBlock &A, const ConstBlock &B)
+template <class To, class From> void productT(const To &C, const From &A, const From &B)
 {
-    multiply(C, Direct{A}, Transposed{B}, A.cols);
+    multiply(C, Direct<From>{A}, Transposed<From>{B}, A.cols);
 }
 
 // The lower triangle takes the bits of the upper one.
@@ -262,14 +274,14 @@ void mirror(const Block &R)
 // R = AᵀA
 void square(const Block &R, const ConstBlock &A)
 {
-    multiply(R, Transposed{A}, Direct{A}, A.rows, Wanted::upper);
+    multiply(R, Transposed<ConstBlock>{A}, Direct<ConstBlock>{A}, A.rows, Wanted::upper);
     mirror(R);
 }
 
 // R = A·Aᵀ
 void Tsquare(const Block &R, const ConstBlock &A)
 {
-    multiply(R, Direct{A}, Transposed{A}, A.cols, Wanted::upper);
+    multiply(R, Direct<ConstBlock>{A}, Transposed<ConstBlock>{A}, A.cols, Wanted::upper);
     mirror(R);
 }
 

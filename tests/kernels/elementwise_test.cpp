@@ -150,4 +150,78 @@ TEST(RankOneSubtractKernel, TakesOffAnOuterProduct)
             }
 }
 
+// A view of m × n elements in a run of its own, with its rows `stride` apart.
+struct Placed {
+    Run run;
+    std::int64_t stride;
+    int rows;
+    int cols;
+
+    Placed(int m, int n, int gap, std::uint64_t seed)
+        : run(randomRun(static_cast<std::size_t>(m * (n + gap) + 1), seed)), stride(n + gap),
+          rows(m), cols(n)
+    {
+    }
+    double &operator()(int i, int j) { return run[static_cast<std::size_t>(i * stride + j)]; }
+    operator kmath::Strided() { return {run.data(), stride, rows, cols}; }
+    operator kmath::ConstStrided() const { return {run.data(), stride, rows, cols}; }
+};
+
+// On every instruction set c must become element(a, b), and nothing beside it may change; so too
+// where c is a.
+void expectStrided(const std::function<void(const Kernels &, kmath::Strided C,
+                                            kmath::ConstStrided A, kmath::ConstStrided B)> &kernel,
+                   const std::function<double(double a, double b)> &element)
+{
+    for (const Kernels *set : runnableKernels())
+        for (const int m : {0, 1, 2, 5})
+            for (const int n : {0, 1, 2, 3, 4, 7, 8, 9, 16, 17, 33})
+                for (const bool inPlace : {false, true}) {
+                    Placed a(m, n, m + 1, 1);
+                    Placed b(m, n, n % 3, 2);
+                    Placed c(m, n, 2 * m, 3);
+                    Placed expected = inPlace ? a : c;
+                    for (int i = 0; i < m; ++i)
+                        for (int j = 0; j < n; ++j)
+                            expected(i, j) = element(a(i, j), b(i, j));
+                    Placed &result = inPlace ? a : c;
+                    kernel(*set, result, a, b);
+                    EXPECT_TRUE(sameBits(result.run, expected.run))
+                        << set->name << ' ' << m << " x " << n;
+                }
+}
+
+TEST(SumKernel, AddsViews)
+{
+    expectStrided([](const Kernels &set, kmath::Strided C, kmath::ConstStrided A,
+                     kmath::ConstStrided B) { set.sum(C, A, B); },
+                  [](double a, double b) { return a + b; });
+}
+
+TEST(DifferenceKernel, SubtractsViews)
+{
+    expectStrided([](const Kernels &set, kmath::Strided C, kmath::ConstStrided A,
+                     kmath::ConstStrided B) { set.difference(C, A, B); },
+                  [](double a, double b) { return a - b; });
+}
+
+TEST(ScaledSumKernel, RoundsTheProductBeforeTheSum)
+{
+    for (const double s : {1.0 / 3.0, -0.0, infinity})
+        expectStrided([=](const Kernels &set, kmath::Strided C, kmath::ConstStrided A,
+                          kmath::ConstStrided B) { set.scaledSum(C, s, A, B); },
+                      [=](double a, double b) {
+                          const double product = s * a;
+                          return product + b;
+                      });
+}
+
+TEST(ScaledKernel, MultipliesAView)
+{
+    for (const double s : {1.0 / 3.0, 0.0, nan})
+        expectStrided([=](const Kernels &set, kmath::Strided C, kmath::ConstStrided A,
+                          kmath::ConstStrided) { set.scaled(C, A, s); },
+                      [=](double a, double) { return a * s; });
+}
+
 } // namespace

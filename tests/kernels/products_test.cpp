@@ -12,7 +12,9 @@
 using namespace support;
 using kmath::Block;
 using kmath::ConstBlock;
+using kmath::ConstStrided;
 using kmath::Kernels;
+using kmath::Strided;
 
 namespace
 {
@@ -39,6 +41,8 @@ class Placed
 
     operator Block() { return {starts.data(), rows, cols, column}; }
     operator ConstBlock() const { return {starts.data(), rows, cols, column}; }
+    operator Strided() { return {buffer.data() + offset, stride, rows, cols}; }
+    operator ConstStrided() const { return {buffer.data() + offset, stride, rows, cols}; }
 
     Matrix elements() const
     {
@@ -213,6 +217,99 @@ TEST_P(ProductKernel, DoesNotDependOnPlacement)
                 EXPECT_TRUE(C.isUntouchedOutside()) << set->name << ' ' << offset;
             }
     }
+}
+
+// The same products on views: those with a stride go through code of their own.
+struct StridedProduct {
+    const char *name;
+    void (*const Kernels::*run)(const Strided &C, const ConstStrided &A, const ConstStrided &B);
+    Matrix (*oracle)(const Matrix &A, const Matrix &B);
+    bool transposesA;
+    bool transposesB;
+
+    Matrix left(int m, int p) const
+    {
+        return transposesA ? randomMatrix(p, m) : randomMatrix(m, p);
+    }
+    Matrix right(int p, int n) const
+    {
+        return transposesB ? randomMatrix(n, p, 2) : randomMatrix(p, n, 2);
+    }
+};
+
+void PrintTo(const StridedProduct &product, std::ostream *out) { *out << product.name; }
+
+class StridedProductKernel : public testing::TestWithParam<StridedProduct>
+{
+  protected:
+    // Every instruction set, with strides that leave `gap` doubles or more between the rows.
+    void expectTextbookBits(const Matrix &A, const Matrix &B, int gap) const
+    {
+        const Matrix expected = GetParam().oracle(A, B);
+        const Placed a(A, A.cols() + gap, gap % 7);
+        const Placed b(B, B.cols() + 2 * gap, gap % 5);
+        for (const Kernels *set : runnableKernels()) {
+            Placed c(Matrix(expected.rows(), expected.cols()), expected.cols() + 1 + gap, gap % 8);
+            (set->*GetParam().run)(c, a, b);
+            EXPECT_TRUE(sameBits(c.elements(), expected))
+                << set->name << ": " << A.rows() << " x " << A.cols() << " and " << B.rows()
+                << " x " << B.cols();
+            EXPECT_TRUE(c.isUntouchedOutside()) << set->name;
+        }
+    }
+
+    void expectTextbookBits(int m, int p, int n) const
+    {
+        expectTextbookBits(GetParam().left(m, p), GetParam().right(p, n), (m + 3 * p + n) % 9);
+    }
+};
+
+INSTANTIATE_TEST_SUITE_P(
+    , StridedProductKernel,
+    testing::Values(
+        StridedProduct{"stridedProduct", &Kernels::stridedProduct, oracle::product, false, false},
+        StridedProduct{"stridedTproduct", &Kernels::stridedTproduct, oracle::Tproduct, true, false},
+        StridedProduct{"stridedProductT", &Kernels::stridedProductT, oracle::productT, false,
+                       true}),
+    [](const testing::TestParamInfo<StridedProduct> &test) {
+        return std::string(test.param.name);
+    });
+
+TEST_P(StridedProductKernel, HasTheBitsOfTheTextbookLoopOnEveryInstructionSet)
+{
+    constexpr int sizes[] = {0, 1, 2, 3, 5, 8, 9, 16, 17, 33};
+    for (const int m : sizes)
+        for (const int p : sizes)
+            for (const int n : sizes)
+                expectTextbookBits(m, p, n);
+}
+
+TEST_P(StridedProductKernel, HasThemForEveryWidth)
+{
+    for (int n = 1; n <= 50; ++n)
+        for (const int m : {1, 2, 3, 6, 15, 16, n})
+            expectTextbookBits(m, 11, n);
+}
+
+TEST_P(StridedProductKernel, HasThemForSumsLongerThanAPanel)
+{
+    for (const int p : {127, 128, 129, 256, 1000})
+        for (const int m : {1, 3, 20})
+            for (const int n : {1, 7, 20, 37})
+                expectTextbookBits(m, p, n);
+}
+
+TEST_P(StridedProductKernel, HasThemForSpecialValues)
+{
+    for (const double special : {nan, infinity, -infinity, -0.0, 5e-324, 1.5e308})
+        for (const int n : {2, 7, 21}) {
+            Matrix A = GetParam().left(n, 40);
+            Matrix B = GetParam().right(40, n);
+            A(0, 0) = special;
+            A(A.rows() / 2, A.cols() - 1) = -special;
+            B(B.rows() - 1, 0) = special;
+            expectTextbookBits(A, B, 3);
+        }
 }
 
 TEST(ProductKernels, AreRunOnEverySetOfThisMachine)
