@@ -33,6 +33,7 @@ void clearFields(kmath_nmmatrix &matrix)
 void goInline(kmath_nmmatrix &matrix)
 {
     matrix.onHeap = 0;
+    matrix.inlineData[0] = 0.0; // the largest element of an empty matrix begins here
     for (int32_t i = 0; i < matrix.nRows; ++i)
         matrix.inlineRows[i] = matrix.inlineData + i * matrix.nCols;
     for (int32_t i = 0; i < matrix.nRows * matrix.nCols; ++i)

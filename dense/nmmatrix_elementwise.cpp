@@ -3,6 +3,7 @@
 // scale, add, addmat and fnorm2 walk the storage as one run from rows[0]; the others go through the
 // row pointers. The two ways differ only on a matrix that resize_noClear has shrunk.
 #include <kmath/nmmatrix.h>
+#include <kmath/sub_block.h>
 
 #include "dense/views.hpp"
 #include "kernels/kernels.hpp"
@@ -58,18 +59,7 @@ kmath_status kmath_nmmatrix_addmat(kmath_nmmatrix *a, const kmath_nmmatrix *b)
 kmath_status kmath_nmmatrix_submat(kmath_nmmatrix *a, const kmath_nmmatrix *b)
 {
     KMATH_ASSERT_LINE(1145, a && b);
-    if (!haveSameShape(*a, *b))
-        return KMATH_ERR_BAD_DIMENSIONS;
-    if (hasLostStorage(*b))
-        return KMATH_ERR_NO_MEMORY;
-    // Of two empty matrices of the same shape one may have a row table and the other none.
-    if (flatCount(*a) == 0)
-        return KMATH_OK;
-    const Kernels &kernel = kernels();
-    const Block A = block(*a);
-    for (int i = 0; i < A.rows; ++i)
-        kernel.subtract(A.table[i], b->rows[i], A.cols);
-    return KMATH_OK;
+    return kmath_nmmatrix_subtractMat(a, b);
 }
 
 kmath_status kmath_nmmatrix_fnorm2(const kmath_nmmatrix *matrix, double *sum)
