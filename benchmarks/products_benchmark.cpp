@@ -1,6 +1,7 @@
-// The whole-matrix products beside the textbook loops that give the same bits, in one process. The
-// counter ours/textbook is the quotient of the processor times of one call.
+// The products of matrices and of views beside the textbook loops that give the same bits, in one
+// process. The counter ours/textbook is the quotient of the processor times of one call.
 #include <kmath/nmmatrix.h>
+#include <kmath/sub_block.h>
 
 #include "benchmarks/timing.hpp"
 
@@ -84,6 +85,22 @@ void Tsquare(const Matrix &A, const Matrix &, Matrix &R)
         }
 }
 
+/// The whole of a matrix as a view; it stays as it is where the view is only read.
+kmath_nmmatrix_subBlock view(const Matrix &matrix)
+{
+    kmath_nmmatrix_subBlock block;
+    kmath_nmmatrix_subBlock_setAll(&block, const_cast<Matrix *>(&matrix));
+    return block;
+}
+
+template <auto multiply> void onViews(const Matrix &A, const Matrix &B, Matrix &C)
+{
+    const kmath_nmmatrix_subBlock a = view(A);
+    const kmath_nmmatrix_subBlock b = view(B);
+    kmath_nmmatrix_subBlock c = view(C);
+    multiply(&a, &b, &c);
+}
+
 /// C (m × n) of sums of p terms.
 struct Product {
     const char *name;
@@ -108,6 +125,9 @@ const Product products[] = {
      square, true, false, true},
     {"Tsquare", [](const Matrix &A, const Matrix &, Matrix &R) { kmath_nmmatrix_Tsquare(&A, &R); },
      Tsquare, false, true, true},
+    {"multiplyBBB", onViews<kmath_nmmatrix_multiplyBBB>, product, false, false, false},
+    {"TmultiplyBBB", onViews<kmath_nmmatrix_TmultiplyBBB>, Tproduct, true, false, false},
+    {"multiplyTBBB", onViews<kmath_nmmatrix_multiplyTBBB>, productT, false, true, false},
 };
 
 struct Shape {

@@ -9,6 +9,7 @@
 
 #include <limits>
 #include <ostream>
+#include <random>
 #include <string>
 
 using namespace support;
@@ -326,6 +327,45 @@ TEST(BlockProducts, WorkBetweenViewsOfOneParent)
     b = view(parent, 1, 2, 9, 12);
     ASSERT_EQ(kmath_nmmatrix_multiplyTBBB(&a, &b, &c), KMATH_OK);
     EXPECT_TRUE(sameBits(elementsOf(c), oracle::productT(A, part(1, 2, 9, 12))));
+}
+
+// Random views of one parent: a and b as they come, c in the other half of the rows or columns.
+TEST(BlockProducts, OfRandomViewsOfOneParentHaveTheBitsOfTheTextbookLoop)
+{
+    std::mt19937 generator(7);
+    const auto upTo = [&](int last) {
+        return std::uniform_int_distribution<int>(0, last)(generator);
+    };
+    for (int trial = 0; trial < 300; ++trial) {
+        Matrix parent = randomMatrix(40, 40, static_cast<std::uint64_t>(trial));
+        const int m = upTo(20);
+        const int p = upTo(20);
+        const int n = upTo(20);
+        const bool below = trial % 2 == 0;
+        const auto anywhere = [&](int rows, int cols, bool result) {
+            const int down = upTo(20 - rows) + (result && below ? 20 : 0);
+            const int right = upTo(20 - cols) + (result && !below ? 20 : 0);
+            return view(parent, down, right, rows, cols);
+        };
+        const int kind = trial % 3;
+        kmath_nmmatrix_subBlock a = kind == 1 ? anywhere(p, m, false) : anywhere(m, p, false);
+        kmath_nmmatrix_subBlock b = kind == 2 ? anywhere(n, p, false) : anywhere(p, n, false);
+        kmath_nmmatrix_subBlock c = anywhere(m, n, true);
+        const Matrix A = elementsOf(a);
+        const Matrix B = elementsOf(b);
+        Matrix expected = parent;
+        const Matrix C = kind == 0   ? oracle::product(A, B)
+                         : kind == 1 ? oracle::Tproduct(A, B)
+                                     : oracle::productT(A, B);
+        for (int i = 0; i < m; ++i)
+            for (int j = 0; j < n; ++j)
+                expected(c.firstRow + i, c.firstCol + j) = C(i, j);
+        ASSERT_EQ(kind == 0   ? kmath_nmmatrix_multiplyBBB(&a, &b, &c)
+                  : kind == 1 ? kmath_nmmatrix_TmultiplyBBB(&a, &b, &c)
+                              : kmath_nmmatrix_multiplyTBBB(&a, &b, &c),
+                  KMATH_OK);
+        EXPECT_TRUE(sameBits(parent, expected)) << trial;
+    }
 }
 
 TEST(BlockProducts, OfViewsOfNothingAreEmpty)
