@@ -24,39 +24,29 @@ template <class Operand> bool isReadable(const Operand &a)
     return hasElements(a) && !hasLostStorage(a);
 }
 
-/// The elements, to be written; nothing where there are none or where they are lost.
-inline Strided strided(kmath_nmmatrix &a)
+inline double *topLeft(const kmath_nmmatrix &a) { return a.rows[0]; }
+inline double *topLeft(const kmath_nmmatrix_subBlock &a)
 {
-    return isReadable(a) ? Strided{a.rows[0], a.nCols, a.nRows, a.nCols} : Strided{};
+    return a.matrix->rows[a.firstRow] + a.firstCol;
 }
 
-inline Strided strided(kmath_nmmatrix_subBlock &a)
+inline int32_t stride(const kmath_nmmatrix &a) { return a.nCols; }
+inline int32_t stride(const kmath_nmmatrix_subBlock &a) { return a.matrix->nCols; }
+
+/// The elements of a result; none where the shape has none or the storage is lost.
+template <class Operand> Strided strided(Operand &c)
 {
-    return isReadable(a)
-               ? Strided{a.matrix->rows[a.firstRow] + a.firstCol, a.matrix->nCols, a.nRows, a.nCols}
-               : Strided{};
+    return isReadable(c) ? Strided{topLeft(c), stride(c), c.nRows, c.nCols} : Strided{};
 }
 
-/// The elements, to be read.
-inline ConstStrided strided(const kmath_nmmatrix &a)
+/// The elements of an operand that is read.
+template <class Operand> ConstStrided strided(const Operand &a)
 {
-    return isReadable(a) ? ConstStrided{a.rows[0], a.nCols, a.nRows, a.nCols} : ConstStrided{};
-}
-
-inline ConstStrided strided(const kmath_nmmatrix_subBlock &a)
-{
-    return isReadable(a) ? ConstStrided{a.matrix->rows[a.firstRow] + a.firstCol, a.matrix->nCols,
-                                        a.nRows, a.nCols}
-                         : ConstStrided{};
+    return isReadable(a) ? ConstStrided{topLeft(a), stride(a), a.nRows, a.nCols} : ConstStrided{};
 }
 
 inline double *row(const Strided &a, std::int64_t i) { return a.top + i * a.stride; }
 inline const double *row(const ConstStrided &a, std::int64_t i) { return a.top + i * a.stride; }
-
-template <class A, class B> bool haveSameShape(const A &a, const B &b)
-{
-    return a.nRows == b.nRows && a.nCols == b.nCols;
-}
 
 /// A result that is a view must have the shape already; a whole matrix will take it.
 inline bool accepts(const kmath_nmmatrix_subBlock &c, int32_t rows, int32_t cols)

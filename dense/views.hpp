@@ -47,7 +47,7 @@ inline double *flat(const kmath_nmmatrix &matrix)
 
 inline bool isSquare(const kmath_nmmatrix &matrix) { return matrix.nRows == matrix.nCols; }
 
-inline bool haveSameShape(const kmath_nmmatrix &a, const kmath_nmmatrix &b)
+template <class A, class B> bool haveSameShape(const A &a, const B &b)
 {
     return a.nRows == b.nRows && a.nCols == b.nCols;
 }

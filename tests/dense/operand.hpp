@@ -6,10 +6,6 @@
 #include "support/matrices.hpp"
 
 #include <cstdint>
-#include <memory>
-#include <string>
-#include <utility>
-#include <vector>
 
 namespace support
 {
@@ -20,7 +16,7 @@ inline kmath_nmmatrix_subBlock view(Matrix &parent, int firstRow, int firstCol, 
     return {&parent, firstRow, firstRow + rows - 1, firstCol, firstCol + cols - 1, rows, cols};
 }
 
-/// The elements of a view, taken from the flat storage of a parent of the given row stride.
+/// The elements of a view: from its top left element on, the parent's nCols to a row.
 inline Matrix elementsOf(const kmath_nmmatrix_subBlock &block)
 {
     return build(block.nRows, block.nCols, [&](int i, int j) {
@@ -37,8 +33,8 @@ class Operand
     Operand(char kind, const Matrix &elements, unsigned seed = 1)
         : isView(kind == 'B'), parent(isView ? surround(elements, seed) : elements), before(parent)
     {
-        if (isView)
-            range = view(parent, above(seed), left(seed), elements.rows(), elements.cols());
+        range = view(parent, isView ? above(seed) : 0, isView ? left(seed) : 0, elements.rows(),
+                     elements.cols());
     }
     Operand(const Operand &) = delete;
     Operand &operator=(const Operand &) = delete;
@@ -49,13 +45,12 @@ class Operand
 
     Matrix elements() const { return isView ? elementsOf(range) : parent; }
 
-    /// Makes the view's elements, or the whole matrix, the given ones.
+    /// Makes all elements the value.
     void fill(double value)
     {
-        for (int i = 0; i < (isView ? range.nRows : parent.rows()); ++i)
-            for (int j = 0; j < (isView ? range.nCols : parent.cols()); ++j)
-                parent(i + (isView ? range.firstRow : 0), j + (isView ? range.firstCol : 0)) =
-                    value;
+        for (int i = range.firstRow; i <= range.lastRow; ++i)
+            for (int j = range.firstCol; j <= range.lastCol; ++j)
+                parent(i, j) = value;
         before = parent;
     }
 
