@@ -59,6 +59,10 @@ int compareValues(const void *left, const void *right)
     return !(difference >= 0.0) ? -1 : difference > 0.0 ? 1 : 0;
 }
 
+// What the second projection takes away is rounding of the first. A vector that loses half its
+// length to it is rounding itself, and its direction worth nothing; a NaN does not show that.
+bool collapsed(double once, double twice) { return twice <= 0.5 * once; }
+
 void setToIdentity(kmath_nmmatrix &A)
 {
     kmath_nmmatrix_set(&A, 0.0);
@@ -155,7 +159,7 @@ kmath_status Lanczos::drawOrthogonal(std::int32_t j)
         const double once = euclideanNorm(r, plan.n);
         projectOut(j, r, small.rows[2]);
         const double length = euclideanNorm(r, plan.n);
-        if (!(length <= 0.5 * once)) {
+        if (!collapsed(once, length)) {
             kernels().scale(r, plan.n, 1.0 / length);
             return KMATH_OK;
         }
@@ -170,7 +174,8 @@ kmath_status Lanczos::acceptResidual(std::int32_t j)
     for (std::int32_t i = 0; i < j; ++i)
         column[i] = H.rows[i][j - 1];
     const double beta = euclideanNorm(r, plan.n);
-    if (!(beta > 10.0 * epsilon * euclideanNorm(column, j))) {
+    // The column may be as small as rounding, where A maps what has been found to zero.
+    if (residualIsRounding || !(beta > 10.0 * epsilon * euclideanNorm(column, j))) {
         H.rows[j][j - 1] = 0.0;
         return drawOrthogonal(j);
     }
@@ -186,11 +191,14 @@ void Lanczos::orthogonaliseProduct(std::int32_t j)
     for (std::int32_t i = 0; i <= j; ++i)
         H.rows[i][j] = 0.0;
     double *h = small.rows[2];
-    for (int time = 0; time < 2; ++time) {
+    double length[2];
+    for (double &after : length) {
         projectOut(j + 1, r, h);
         for (std::int32_t i = 0; i <= j; ++i)
             H.rows[i][j] += h[i];
+        after = euclideanNorm(r, plan.n);
     }
+    residualIsRounding = collapsed(length[0], length[1]);
 }
 
 void Lanczos::makeTridiagonal()

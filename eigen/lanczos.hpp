@@ -64,6 +64,7 @@ struct Lanczos {
     kmath_nmmatrix square; ///< p × p, work space
     kmath_nmmatrix strip;  ///< p × 64, work space
     double largestChange = 0.0;
+    bool residualIsRounding = false; ///< nothing of it points out of the basis for sure
 
     kmath_status allocate();
 

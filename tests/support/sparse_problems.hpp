@@ -48,13 +48,6 @@ struct Triplets {
             A.rows[e.row][e.col] += e.value;
         return KMATH_OK;
     }
-
-    kmath_status toSparse(kmath_snmmatrix &S) const
-    {
-        std::vector<kmath_snmmatrix_element> sorted = entries;
-        return kmath_snmmatrix_setElements(&S, n, n, sorted.data(),
-                                           static_cast<std::int32_t>(sorted.size()));
-    }
 };
 
 /// What is solved: a matrix itself (A), or the Laplacian D − B (L) or D^(−1/2)·B·D^(−1/2) (N) of a
