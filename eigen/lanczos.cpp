@@ -94,7 +94,7 @@ LanczosPlan kmath::planLanczos(std::int32_t n, std::int32_t k, std::int32_t p, d
 std::int32_t kmath::shiftsAfter(const LanczosPlan &plan, std::int32_t converged)
 {
     // Until the first pair stands, a third of the extra vectors stay, with what they hold of it.
-    // Up to a third fewer products are needed than with all of them given up.
+    // Up to a quarter fewer products are needed than with all of them given up.
     if (converged == 0)
         return plan.extra - plan.extra / 3;
     const std::int32_t least = static_cast<std::int32_t>(std::ceil(plan.extra / 3.0));
