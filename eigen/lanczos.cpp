@@ -302,8 +302,8 @@ void Lanczos::rememberValues() { std::copy_n(theta.rows[0], plan.wanted, previou
 // V ← rotation·V in the first `kept` rows, a strip of columns at a time.
 void Lanczos::rotateBasis(const kmath_nmmatrix &rotation, std::int32_t kept)
 {
-    for (std::int32_t first = 0; first < plan.n; first += stripColumns) {
-        const std::int32_t cols = std::min(stripColumns, plan.n - first);
+    for (std::int32_t first = 0, cols = 0; first < plan.n; first += cols) {
+        cols = std::min(stripColumns, plan.n - first);
         for (std::int32_t i = 0; i < plan.p; ++i)
             std::copy_n(V.rows[i] + first, cols, strip.rows[i]);
         kernels().product({V.rows, kept, cols, first}, constRowsOf(rotation, 0, kept),
