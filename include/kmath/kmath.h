@@ -10,6 +10,7 @@
 #include <kmath/matrix3.h>
 #include <kmath/matrix4.h>
 #include <kmath/nmmatrix.h>
+#include <kmath/normcut.h>
 #include <kmath/platform.h>
 #include <kmath/rotations.h>
 #include <kmath/snmmatrix.h>
