@@ -128,9 +128,10 @@ KMATH_API kmath_status kmath_matrix3_symEigenvalues(const kmath_matrix3 *M, doub
  * - tol: the error of an eigenvector is about its residual over the distance to the
  *   next eigenvalue, that of an eigenvalue at most the residual, and often near its
  *   square. 1e-6 will do for eigenvectors that are only looked at or clustered,
- *   and the default of 1e-10 for most else; below 1e-14 rounding is in the way.
- * - stagTol: 1e-10 or less, where the residuals are to be what tol says. The default
- *   is coarse, though both the residual and the values must stand still at once.
+ *   and 0, for the default of 1e-10, for most else; below 1e-14 rounding is in the
+ *   way.
+ * - stagTol: 1e-10 or less, where the residuals are to be what tol says. The default,
+ *   for 0, is coarse, though both the residual and the values must stand still at once.
  * - maxIter: −1. It counts passes, each of at most p products. Reaching it is no
  *   failure: the pairs then come as far as they have got, so where that matters look
  *   at the residuals.
@@ -165,8 +166,8 @@ KMATH_API kmath_status kmath_matrix3_symEigenvalues(const kmath_matrix3 *M, doub
  *         gives no vector to start or go on with; KMATH_ERR_SINGULAR if the projection is not
  *         solved, as for a matrix with a NaN or an infinity; or the status of a failing allocation
  * @see kmath_snmmatrix_qeigS, kmath_nmmatrix_symEigenvalues; Lehoucq, Sorensen & Yang, ARPACK
- * Users' Guide (1998), chapter 4; Wu & Simon, Thick-Restart Lanczos Method for Large Symmetric
- *      Eigenvalue Problems, SIAM J. Matrix Anal. Appl. 22 (2000)
+ *      Users' Guide (1998), chapter 4; Wu & Simon, Thick-Restart Lanczos Method for Large
+ *      Symmetric Eigenvalue Problems, SIAM J. Matrix Anal. Appl. 22 (2000)
  */
 KMATH_API kmath_status kmath_nmmatrix_qeig(const kmath_nmmatrix *A, int32_t k, int32_t p,
                                            kmath_nmmatrix *eigenVectors,

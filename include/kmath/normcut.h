@@ -32,7 +32,9 @@ extern "C" {
  * D is diagonal, the sum of the weights at each node; −M is the normalised Laplacian.
  * With one point a node the eigenvalues lie in −2 … 0, the largest is 0, and the rows
  * of eigenVectors are the coordinates in which features of one object lie close
- * together. Cutting them into clusters is left to the caller.
+ * together. Of a connected graph the first row goes with the square roots of the
+ * degrees and separates nothing; two objects are told apart by the sign of the second.
+ * Cutting the coordinates into clusters is left to the caller.
  *
  * The number of nodes N is that of the entries of nodeIndex other than −1. A point
  * with a negative node takes no part; −2 thus makes room for a node that no point
