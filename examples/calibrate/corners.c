@@ -2,7 +2,6 @@
 
 #include "examples/common/csv.h"
 
-#include <math.h>
 #include <stdlib.h>
 #include <string.h>
 
@@ -21,28 +20,6 @@ int32_t cornerCount(const Corners *corners) { return corners->columns * corners-
 double boardX(const Corners *corners, int32_t k) { return k % corners->columns; }
 
 double boardY(const Corners *corners, int32_t k) { return k / corners->columns; }
-
-static bool toCount(const Reader *in, const char *field, const char *what, int32_t low,
-                    int32_t high, int32_t *count)
-{
-    double number;
-    if (!toNumber(in, field, what, &number))
-        return false;
-    if (!(number >= low && number <= high) || number != floor(number))
-        return complain(in, "expected %s from %d to %d, found '%s'", what, (int)low, (int)high,
-                        field);
-    *count = (int32_t)number;
-    return true;
-}
-
-/* Splits "key,value,value,…"; text is the line. */
-static bool splitEntry(const Reader *in, char *text, const char *key, int32_t count, char **fields)
-{
-    const size_t length = strlen(key);
-    if (strncmp(text, key, length) != 0 || text[length] != ',')
-        return complain(in, "expected '%s,…', found '%s'", key, text);
-    return split(in, text, count, fields, key);
-}
 
 /* One line "key,width,height". */
 static bool readPair(Reader *in, const char *key, const char *first, int32_t *a, const char *second,

@@ -92,6 +92,14 @@ bool split(const Reader *in, char *text, int32_t count, char **fields, const cha
     return true;
 }
 
+bool splitEntry(const Reader *in, char *text, const char *key, int32_t count, char **fields)
+{
+    const size_t length = strlen(key);
+    if (strncmp(text, key, length) != 0 || text[length] != ',')
+        return complain(in, "expected '%s,…', found '%s'", key, text);
+    return split(in, text, count, fields, key);
+}
+
 bool toNumber(const Reader *in, const char *field, const char *what, double *number)
 {
     char *end;
@@ -99,5 +107,18 @@ bool toNumber(const Reader *in, const char *field, const char *what, double *num
     if (*field == '\0' || *end != '\0' || strspn(field, "+-.0123456789eE") != strlen(field) ||
         !isfinite(*number))
         return complain(in, "expected a number for %s, found '%s'", what, field);
+    return true;
+}
+
+bool toCount(const Reader *in, const char *field, const char *what, int32_t low, int32_t high,
+             int32_t *count)
+{
+    double number;
+    if (!toNumber(in, field, what, &number))
+        return false;
+    if (!(number >= low && number <= high) || number != floor(number))
+        return complain(in, "expected %s from %d to %d, found '%s'", what, (int)low, (int)high,
+                        field);
+    *count = (int32_t)number;
     return true;
 }

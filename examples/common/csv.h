@@ -37,7 +37,14 @@ bool nextLineOrEnd(Reader *in, const char *expected, bool *end);
 /* Cuts the text at its commas into exactly count fields. */
 bool split(const Reader *in, char *text, int32_t count, char **fields, const char *expected);
 
+/* Splits "key,value,value,…", the key included in count; text is the line. */
+bool splitEntry(const Reader *in, char *text, const char *key, int32_t count, char **fields);
+
 /* A finite decimal number and nothing else. */
 bool toNumber(const Reader *in, const char *field, const char *what, double *number);
+
+/* A whole number from low to high. */
+bool toCount(const Reader *in, const char *field, const char *what, int32_t low, int32_t high,
+             int32_t *count);
 
 #endif
