@@ -7,6 +7,7 @@
 #include "platform/check.hpp"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <limits>
 
@@ -54,10 +55,11 @@ template <class A, class C> kmath_status transpose(const A &a, C &c)
     // A few columns of the source at a time, so that the lines they share stay in the cache.
     const ConstStrided from = strided(a);
     const Strided to = strided(c);
-    constexpr int strip = 8;
-    for (int first = 0; first < to.rows; first += strip)
+    constexpr std::int64_t strip = 8;
+    const std::int64_t rows = to.rows;
+    for (std::int64_t first = 0; first < rows; first += strip)
         for (int i = 0; i < to.cols; ++i)
-            for (int j = first; j < std::min(to.rows, first + strip); ++j)
+            for (std::int64_t j = first; j < std::min(rows, first + strip); ++j)
                 row(to, j)[i] = row(from, i)[j];
     return KMATH_OK;
 }

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 
 using namespace kmath;
 
@@ -86,14 +87,15 @@ kmath_status kmath_nmmatrix_oneColNorm(const kmath_nmmatrix *a, double *out)
     const ConstBlock A = block(*a);
     double most = 0.0;
     // As many columns at a time as fill a cache line or two of each row.
-    constexpr int strip = 16;
-    for (int first = 0; first < A.cols; first += strip) {
-        const int cols = std::min(strip, A.cols - first);
+    constexpr std::int64_t strip = 16;
+    const std::int64_t columns = A.rows > 0 ? A.cols : 0; // of no rows there may be billions
+    for (std::int64_t first = 0; first < columns; first += strip) {
+        const std::int64_t cols = std::min(strip, columns - first);
         double sums[strip] = {};
         for (int i = 0; i < A.rows; ++i)
-            for (int j = 0; j < cols; ++j)
+            for (std::int64_t j = 0; j < cols; ++j)
                 sums[j] += std::fabs(A.table[i][first + j]);
-        for (int j = 0; j < cols; ++j)
+        for (std::int64_t j = 0; j < cols; ++j)
             takeGreater(most, sums[j]);
     }
     *out = most;

@@ -18,9 +18,10 @@ namespace
 // Σ s(p)·b(column of p). The groups of eight spare loop overhead; the sum stays one.
 double dot(const SparseRow &s, const double *b)
 {
+    const std::int32_t grouped = s.count / 8 * 8;
     double sum = 0.0;
     std::int32_t p = 0;
-    for (; p + 8 <= s.count; p += 8)
+    for (; p < grouped; p += 8)
         for (std::int32_t q = p; q < p + 8; ++q)
             sum += s.values[q] * b[s.columns[q]];
     for (; p < s.count; ++p)

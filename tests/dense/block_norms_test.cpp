@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <climits>
 #include <cmath>
 #include <limits>
@@ -156,6 +157,40 @@ TEST(NmmatrixColumnNormB, RefusesAColumnOutOfItsRangeAndLeavesZero)
     double norm = nan;
     EXPECT_EQ(kmath_nmmatrix_columnNormB(&block, 0, &norm), KMATH_ERR_BAD_DIMENSIONS);
     EXPECT_TRUE(sameBits(norm, 0.0));
+}
+
+TEST(NmmatrixNorms, DoNotTestTheIndicesOfRowsAndOfWholeMatrices)
+{
+    Matrix A = graded(5, 6);
+    const Matrix before = A;
+    kmath_nmmatrix_subBlock block = view(A, 1, 2, 2, 3);
+    double norm = nan;
+    for (const int row : {-1, 2, 3}) { // outside of the view, inside of its parent
+        EXPECT_EQ(kmath_nmmatrix_rowNormB(&block, row, &norm), KMATH_OK);
+        EXPECT_TRUE(sameBits(
+            norm, lengthOfRow(build(1, 3, [&](int, int j) { return before(1 + row, 2 + j); }), 0)));
+    }
+    kmath_nmmatrix_resize_noClear(&A, 4, 5);
+    EXPECT_EQ(kmath_nmmatrix_rowNorm(&A, 4, &norm), KMATH_OK);
+    EXPECT_TRUE(
+        sameBits(norm, lengthOfRow(build(1, 5, [&](int, int j) { return before(4, j); }), 0)));
+    EXPECT_EQ(kmath_nmmatrix_columnNorm(&A, 5, &norm), KMATH_OK);
+    EXPECT_TRUE(
+        sameBits(norm, lengthOfColumn(build(4, 1, [&](int i, int) { return before(i, 5); }), 0)));
+}
+
+TEST(NmmatrixNorms, OfTheLargestEmptyShapesAreZeroAtOnce)
+{
+    for (const auto &[rows, cols] : {std::pair{0, INT_MAX}, {INT_MAX, 0}}) {
+        const Matrix A(rows, cols);
+        for (const auto norm : {kmath_nmmatrix_oneRowNorm, kmath_nmmatrix_oneColNorm}) {
+            const auto start = std::chrono::steady_clock::now();
+            double result = nan;
+            EXPECT_EQ(norm(&A, &result), KMATH_OK);
+            EXPECT_TRUE(sameBits(result, 0.0));
+            EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
+        }
+    }
 }
 
 TEST(NmmatrixNorms, WithoutElementsAreZero)

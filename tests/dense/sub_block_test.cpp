@@ -137,6 +137,27 @@ TEST(SubBlockSetCol, ShowsTheWholeColumn)
     }
 }
 
+TEST(SubBlockSetCol, OfAColumnWithoutRowsIsEmpty)
+{
+    Matrix matrix(0, 3);
+    Block block;
+    EXPECT_EQ(kmath_nmmatrix_subBlock_setCol(&block, &matrix, 2), KMATH_OK);
+    EXPECT_TRUE(same(block, {&matrix, 0, -1, 2, 2, 0, 1}));
+}
+
+TEST(SubBlock, CountsUpToTheWidestMatrix)
+{
+    Matrix wide(0, INT_MAX);
+    Block block;
+    EXPECT_EQ(kmath_nmmatrix_subBlock_setAll(&block, &wide), KMATH_OK);
+    EXPECT_TRUE(same(block, {&wide, 0, -1, 0, INT_MAX - 1, 0, INT_MAX}));
+    EXPECT_EQ(kmath_nmmatrix_subBlock_setCol(&block, &wide, INT_MAX - 1), KMATH_OK);
+    EXPECT_TRUE(same(block, {&wide, 0, -1, INT_MAX - 1, INT_MAX - 1, 0, 1}));
+    Matrix tall(INT_MAX, 0);
+    EXPECT_EQ(kmath_nmmatrix_subBlock_setRow(&block, &tall, INT_MAX - 1), KMATH_OK);
+    EXPECT_TRUE(same(block, {&tall, INT_MAX - 1, INT_MAX - 1, 0, -1, 1, 0}));
+}
+
 TEST(SubBlockSetAll, ShowsTheMatrix)
 {
     Matrix matrix(4, 2);
