@@ -498,6 +498,21 @@ TEST_P(NmmatrixDiagonal, OfLostStorageLacksMemory)
     EXPECT_EQ(GetParam().compute(&lost, &d), KMATH_OK);
 }
 
+TEST(NmmatrixMultiplyDiag, CountsTheColumnsAndTheTransposedFormTheRows)
+{
+    const Matrix before = randomMatrix(2, 3);
+    Matrix A = before;
+    for (const auto &[rows, cols] : {std::pair{1, 2}, {2, 1}, {2, 2}, {3, 3}, {2, 3}}) {
+        const Matrix d(rows, cols);
+        EXPECT_EQ(kmath_nmmatrix_multiplyDiag(&A, &d), KMATH_ERR_BAD_DIMENSIONS);
+    }
+    for (const auto &[rows, cols] : {std::pair{1, 3}, {3, 1}, {2, 2}, {3, 3}, {2, 3}}) {
+        const Matrix d(rows, cols);
+        EXPECT_EQ(kmath_nmmatrix_TmultiplyDiag(&A, &d), KMATH_ERR_BAD_DIMENSIONS);
+    }
+    EXPECT_TRUE(sameBits(A, before));
+}
+
 TEST(NmmatrixDiagMat, RefusesAMatrixThatIsNotSquare)
 {
     const Matrix before = randomMatrix(3, 4);

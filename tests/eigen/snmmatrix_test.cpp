@@ -736,6 +736,23 @@ TEST(SnmmatrixSetMat, TakesEmptyMatrices)
     }
 }
 
+TEST(SnmmatrixSetMat, FillsAFilledMatrixAgain)
+{
+    const Matrix A = identity(4), B{{0, 2, 0, 0}, {3, 0, 0, 0}, {0, 0, 0, 0}, {0, 0, 0, 4}};
+    Sparse S;
+    ASSERT_EQ(kmath_snmmatrix_setMat(&S, &A, 0.5, 0.0), KMATH_OK);
+    const kmath_snmmatrix before = *&S;
+    EXPECT_EQ(allocationsOf([&] { EXPECT_EQ(kmath_snmmatrix_setMat(&S, &B, 0.5, 0.0), KMATH_OK); }),
+              0)
+        << "as rows and capacity are the same";
+    EXPECT_EQ(S->values, before.values);
+    EXPECT_EQ(S.rowStarts(), (Ints{0, 1, 2, 2, 3}));
+    EXPECT_EQ(S.columns(), (Ints{1, 0, 3}));
+    EXPECT_EQ(S.values(), (Reals{2.0, 3.0, 4.0}));
+    fill(S);
+    expectFilled(S);
+}
+
 TEST(SnmmatrixSetMat, RefusesAMatrixThatLostItsStorage)
 {
     Matrix A;
