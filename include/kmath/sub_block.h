@@ -10,8 +10,8 @@
  *
  * The letters that end a name are the operands in the order of the arguments, the
  * last one the result: B a view, M a whole matrix. A T before multiply transposes
- * the first factor, a T after it the second. The result comes last but in
- * scale… (after the factor) and copy…, whose destination comes first.
+ * the first factor, a T after it the second. Only copy… has its destination first,
+ * which its first letter names.
  *
  * Element (i, j) of a view is the double i·stride + j after its top left element,
  * parent.rows[firstRow] + firstCol, where the stride is the parent's nCols of
