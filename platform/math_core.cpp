@@ -1,4 +1,4 @@
-// Angle helpers: safe arc cosine and normalisation. The eigenvalues of the small dense matrix:
+// Safe arc cosine and normalisation of angles. The eigenvalues of the small dense matrix:
 // tridiagonal form, then implicit QL.
 #include "platform/math_core.hpp"
 
@@ -8,6 +8,23 @@
 #include <utility>
 
 using namespace kmath;
+
+namespace
+{
+
+bool areFinite(const kxVector<double> &values)
+{
+    return std::all_of(values.begin(), values.end(), [](double x) { return std::isfinite(x); });
+}
+
+void transposeInPlace(double *const *A, int n)
+{
+    for (int i = 0; i < n; ++i)
+        for (int j = 0; j < i; ++j)
+            std::swap(A[i][j], A[j][i]);
+}
+
+} // namespace
 
 radian kmath_acosSafe(double x) { return {std::acos(x < -1.0 ? -1.0 : x > 1.0 ? 1.0 : x)}; }
 
@@ -57,23 +74,6 @@ kmath_status kxNMMatrix::getElement(int row, int col, double &out) const
     out = table[row][col];
     return KMATH_OK;
 }
-
-namespace
-{
-
-bool areFinite(const kxVector<double> &values)
-{
-    return std::all_of(values.begin(), values.end(), [](double x) { return std::isfinite(x); });
-}
-
-void transposeInPlace(double *const *A, int n)
-{
-    for (int i = 0; i < n; ++i)
-        for (int j = 0; j < i; ++j)
-            std::swap(A[i][j], A[j][i]);
-}
-
-} // namespace
 
 kmath_status kxNMMatrix::eigenvalues(bool vectors, kxVector<double> &re, kxVector<double> &im,
                                      kxNMMatrix &V) const

@@ -1,4 +1,4 @@
-// Angle helpers, a growable vector and a small dense matrix for use inside the library.
+// Arc cosine and angles, a growable vector and a small dense matrix, for use inside the library.
 #pragma once
 
 #include <kmath/platform.h>
