@@ -232,6 +232,8 @@ kmath_status kf_normCut(const int32_t *nodeIndex, int32_t numPoints, const doubl
         return KMATH_ERR_FAILED;
     if (!nodesLieBelow(features, N))
         return KMATH_ERR_BAD_DIMENSIONS;
+    if (eigenVectors == eigenValues)
+        return KMATH_ERR_ALIASED;
 
     Triplets triplets;
     kmath_snmmatrix S;

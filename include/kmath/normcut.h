@@ -51,8 +51,9 @@ extern "C" {
  *
  * Time goes with the square of the number of points, with two calls of exp for each
  * pair; and for N ≤ 250 with N³. Memory: 16 bytes for each stored element, room for
- * up to half as many more while the list grows, and 8·N² bytes for M. The list is
- * given back before the iteration, whose basis then is all that is added to M.
+ * up to half as many more while the list grows, and 8·N² bytes for M, twice that for
+ * N ≤ 250. The list is given back before the iteration, whose basis then is all that is
+ * added to M.
  *
  * The difference of two orientations is what subtracting or adding 360 turn by turn
  * makes of it, with the rounding that this has from 2^56 degrees on; above 2^62, where a
@@ -79,7 +80,8 @@ extern "C" {
  *                           element c belongs to node c
  * @param[out] eigenValues   1 × numEigen, largest first
  * @return KMATH_OK; before anything is written, KMATH_ERR_FAILED for numEigen < 1 or > N, thus
- *         whenever numPoints ≤ 0, then KMATH_ERR_BAD_DIMENSIONS for a node of N or more;
+ *         whenever numPoints ≤ 0, then KMATH_ERR_BAD_DIMENSIONS for a node of N or more, then
+ *         KMATH_ERR_ALIASED if the two results are the same object;
  *         KMATH_ERR_SINGULAR if the eigenvalues are not found, as for a NaN in M; a failure of
  *         kmath_nmmatrix_qeig; or the status of a failing allocation
  * @see kmath_nmmatrix_qeig, kmath_nmmatrix_symEigenvalues; Shi & Malik, Normalized Cuts and Image

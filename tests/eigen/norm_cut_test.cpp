@@ -753,6 +753,22 @@ TEST(NormCut, RefusesNodesOfNOrMore)
     expectRefused(points, 3, 3, KMATH_ERR_FAILED);
 }
 
+TEST(NormCut, RefusesOneRecordForBothResults)
+{
+    for (const std::int32_t n : {1, 5, 250, 251}) {
+        const Points p = scattered(n);
+        Matrix both{{1.0, 2.0}};
+        const auto cut = [&](std::int32_t numEigen) {
+            return kf_normCut(p.nodes.data(), n, p.positions.data(), p.angles.data(),
+                              p.greys.data(), 1.0, 1.0, 1.0, numEigen, 0, &both, &both);
+        };
+        EXPECT_EQ(cut(1), KMATH_ERR_ALIASED);
+        EXPECT_EQ(cut(n), KMATH_ERR_ALIASED);
+        EXPECT_EQ(cut(n + 1), KMATH_ERR_FAILED);
+        EXPECT_TRUE(sameBits(both, Matrix{{1.0, 2.0}}));
+    }
+}
+
 TEST(NormCut, GivesZerosWhereNoPointTakesPart)
 {
     Points points = scattered(4);
