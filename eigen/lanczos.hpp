@@ -3,7 +3,6 @@
 //
 // The operator is any type A with
 //
-//   std::int32_t order() const;
 //   kmath_status multiplyT(const kmath_nmmatrix &X, kmath_nmmatrix &AX) const;  // AX = A·Xᵀ
 //   kmath_status rowNorm(double &norm) const;  // what residuals are measured against
 //

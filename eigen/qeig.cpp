@@ -9,6 +9,9 @@
 #include "platform/check.hpp"
 #include "platform/cleanup_frame.hpp"
 
+#include <algorithm>
+#include <cmath>
+
 using namespace kmath;
 
 namespace
@@ -19,6 +22,7 @@ struct DenseOperator {
 
     std::int32_t order() const { return A.nRows; }
     bool isSquare() const { return A.nRows == A.nCols; }
+    bool is(const kmath_nmmatrix &other) const { return &A == &other; }
     kmath_status multiplyT(const kmath_nmmatrix &X, kmath_nmmatrix &AX) const
     {
         return kmath_nmmatrix_multiplyT(&A, &X, &AX);
@@ -32,6 +36,7 @@ struct SparseOperator {
 
     std::int32_t order() const { return S.rows; }
     bool isSquare() const { return S.rows == S.cols; }
+    bool is(const kmath_nmmatrix &) const { return false; }
     kmath_status multiplyT(const kmath_nmmatrix &X, kmath_nmmatrix &AX) const
     {
         return kmath_snmmatrix_multiplyTSMM(&S, &X, &AX);
@@ -63,6 +68,9 @@ template <class Operator> kmath_status directEigenpairs(const Operator &A, std::
     TRY(kmath_nmmatrix_symEigenvalues(&Z, &all, &Z));
     double *lambda = nullptr;
     TRY(kstd_vectord_getBegin(&all, &lambda));
+    // A direct method passes over an infinity, or a single NaN, that stands apart on the diagonal.
+    if (!std::all_of(lambda, lambda + n, [](double x) { return std::isfinite(x); }))
+        return frame.leave(KMATH_ERR_SINGULAR);
     TRY(frame.allocate(order, n));
     for (std::int32_t i = 0; i < n; ++i)
         order[i] = {lambda[i], i};
@@ -86,6 +94,8 @@ template <class Operator> kmath_status solve(const Operator &A, std::int32_t k, 
     const std::int32_t n = A.order();
     if (!A.isSquare() || k < 1 || k > n)
         return KMATH_ERR_FAILED;
+    if (A.is(vectors) || A.is(values) || &vectors == &values)
+        return KMATH_ERR_ALIASED;
     if (k > n - 2)
         return directEigenpairs(A, k, vectors, values);
     return leadingEigenpairs(A, planLanczos(n, k, p, tol, stagTol, maxIter), vectors, values);

@@ -117,7 +117,8 @@ KMATH_API kmath_status kmath_matrix3_symEigenvalues(const kmath_matrix3 *M, doub
  * iteration ends after at least two passes when
  * - all kk residuals ‖A·X − X·Θ‖ are at most tol, measured by products with the
  *   matrix and relative to its norm, in the ∞-norm for n × kk matrices;
- * - or they and the values have stood still from one pass to the next, to stagTol;
+ * - or they and the values have stood still from one pass to the next, to stagTol, and
+ *   no value has moved on before while the residuals stood still;
  * - or maxIter passes are over.
  *
  * For k > n − 2 there is no room for that, and kmath_nmmatrix_symEigenvalues does the
@@ -142,6 +143,9 @@ KMATH_API kmath_status kmath_matrix3_symEigenvalues(const kmath_matrix3 *M, doub
  * the sign of each vector does at random; srand makes them repeatable. A call draws n
  * numbers, and n more for each such vector.
  *
+ * With the largest element between 1e-250 and 1e280 in magnitude nothing that matters
+ * overflows or underflows on the way.
+ *
  * A multiple eigenvalue is found once for sure. Its copies appear by such new
  * vectors, or by rounding if the iteration is long enough; the direct method finds
  * all.
@@ -162,9 +166,11 @@ KMATH_API kmath_status kmath_matrix3_symEigenvalues(const kmath_matrix3 *M, doub
  * @param[in]  tol           dimensionless, of the residuals; 1e-10 unless > 0
  * @param[in]  stagTol       dimensionless, of relative changes; 1e-6 unless > 0
  * @param[in]  maxIter       passes, of which two are always made; below 0 for max(300, 2·n/p)
- * @return KMATH_OK; KMATH_ERR_FAILED if A is not square, for k < 1 or k > n, and when the generator
- *         gives no vector to start or go on with; KMATH_ERR_SINGULAR if the projection is not
- *         solved, as for a matrix with a NaN or an infinity; or the status of a failing allocation
+ * @return KMATH_OK; before anything is written, KMATH_ERR_FAILED if A is not square, for k < 1 and
+ *         for k > n, then KMATH_ERR_ALIASED if two of the three records are the same object;
+ *         KMATH_ERR_FAILED when the generator gives no vector to start or go on with;
+ *         KMATH_ERR_SINGULAR if the projection is not solved, as for a matrix with a NaN or an
+ *         infinity; or the status of a failing allocation
  * @see kmath_snmmatrix_qeigS, kmath_nmmatrix_symEigenvalues; Lehoucq, Sorensen & Yang, ARPACK
  *      Users' Guide (1998), chapter 4; Wu & Simon, Thick-Restart Lanczos Method for Large
  *      Symmetric Eigenvalue Problems, SIAM J. Matrix Anal. Appl. 22 (2000)

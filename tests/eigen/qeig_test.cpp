@@ -325,6 +325,8 @@ TEST(LanczosPlan, KeepsABasisThatIsAskedForBetweenTheLeastWithRoomAndTheOrder)
     EXPECT_EQ(planLanczos(300, 3, INT_MIN, 0.0, 0.0, -1).p, 20);
     EXPECT_EQ(planLanczos(6000, 3, 0, 0.0, 0.0, -1).maxIter, 1714); // 12000 / 7
     EXPECT_EQ(planLanczos(300, 3, 40, 0.0, 0.0, 0).maxIter, 0);
+    EXPECT_EQ(planLanczos(300, 3, 40, 0.0, 0.0, INT_MIN).maxIter, 300);
+    EXPECT_EQ(planLanczos(300, 3, 40, 0.0, 0.0, INT_MAX).maxIter, INT_MAX);
 }
 
 TEST(LanczosPlan, FormsItsIntegersWithoutOverflow)
@@ -399,6 +401,31 @@ TEST(LanczosProjection, IsAveragedExceptForOnePair)
     for (int i = 0; i < 6; ++i)
         for (int j = 0; j < 6; ++j)
             EXPECT_EQ(lanczos.H.rows[i][j], expected(i, j)) << i << ' ' << j;
+    frame.leave(KMATH_OK);
+}
+
+TEST(LanczosProjection, CountsTheLeadingPairsBelowTheTolerance)
+{
+    const LanczosPlan plan = planLanczos(9, 3, 8, 0.5, 0.0, -1); // 5 wanted, m = 7
+    Matrix V;
+    kmath::Lanczos lanczos(plan, *&V);
+    kmath::CleanupFrame<12> frame(lanczos.H, lanczos.theta, lanczos.S, lanczos.previous, lanczos.x,
+                                  lanczos.Ax, lanczos.X, lanczos.AX, lanczos.small, lanczos.square,
+                                  lanczos.strip);
+    ASSERT_EQ(lanczos.allocate(), KMATH_OK);
+    V(8, 2) = 1.2;
+    V(8, 7) = -1.6; // β = 2
+    const auto converged = [&](const std::vector<double> &lastComponents, double largest) {
+        for (std::size_t i = 0; i < lastComponents.size(); ++i)
+            lanczos.S.rows[i][7] = lastComponents[i];
+        std::int32_t count = -1;
+        EXPECT_DOUBLE_EQ(lanczos.residualEstimate(count), largest);
+        return count;
+    };
+    // The sixth pair is not wanted.
+    EXPECT_EQ(converged({0.1, -0.2, 0.1, 0.0, -0.1, 0.9}, 0.4), 5);
+    EXPECT_EQ(converged({0.1, -0.2, 0.25, 0.1, 0.1, 0.9}, 0.5), 2); // 0.5 is not below
+    EXPECT_EQ(converged({-0.4, 0.0, 0.0, 0.0, 0.0, 0.9}, 0.8), 0);
     frame.leave(KMATH_OK);
 }
 
@@ -738,6 +765,35 @@ TEST(Qeig, EndsForAnyBasisLimitAndTolerance)
                     }
 }
 
+TEST(Qeig, TakesTheLargestBasisAndLimit)
+{
+    const Triplets A = randomTriplets(30, 8);
+    for (const NamedSolver &solver : solvers)
+        for (const std::int32_t p : {-1, INT_MAX})
+            expectPairs(A, 3, solver.solve(A, 3, {p, 1e-10, 1e-13, INT_MAX}, 1));
+}
+
+TEST(Qeig, RefusesOneRecordForTwo)
+{
+    // 30 × 30 is solved by iteration for 3 pairs, directly for 30.
+    const Sparse S(30, 30, path(30).entries);
+    for (const std::int32_t k : {1, 3, 30}) {
+        Matrix A = randomSymmetric(30, 1), X{{1.0, 2.0}};
+        const Matrix before = A;
+        const auto solve = [&](kmath_nmmatrix *vectors, kmath_nmmatrix *values) {
+            return kmath_nmmatrix_qeig(&A, k, -1, vectors, values, 0.0, 0.0, -1);
+        };
+        EXPECT_EQ(solve(&A, &X), KMATH_ERR_ALIASED);
+        EXPECT_EQ(solve(&X, &A), KMATH_ERR_ALIASED);
+        EXPECT_EQ(solve(&A, &A), KMATH_ERR_ALIASED);
+        EXPECT_EQ(solve(&X, &X), KMATH_ERR_ALIASED);
+        EXPECT_EQ(kmath_snmmatrix_qeigS(&S, k, -1, &X, &X, 0.0, 0.0, -1), KMATH_ERR_ALIASED);
+        EXPECT_EQ(kmath_snmmatrix_qeigS(&S, 31, -1, &X, &X, 0.0, 0.0, -1), KMATH_ERR_FAILED);
+        EXPECT_TRUE(sameBits(A, before));
+        EXPECT_TRUE(sameBits(X, Matrix{{1.0, 2.0}}));
+    }
+}
+
 TEST(Qeig, KeepsToATolerance)
 {
     const Triplets A = path(300);
@@ -833,6 +889,25 @@ TEST(Qeig, KeepsItsDigitsAtEveryScale)
         }
 }
 
+TEST(Qeig, SolvesHardCasesAtEveryScale)
+{
+    for (const HardCase &hard : hardCases()) {
+        SCOPED_TRACE(hard.name);
+        const double largest = directValues(hard.A).front();
+        for (const double scale : {1e-250, 1e-200, 1e200, 1e280})
+            for (const NamedSolver &solver : solvers)
+                for (const std::int32_t k : {1, 3}) {
+                    const Triplets A = scaled(hard.A, scale);
+                    const Pairs pairs = solver.solve(A, k, {-1, 1e-10, 1e-13, 30}, 1);
+                    ASSERT_EQ(pairs.status, KMATH_OK) << solver.name << ' ' << scale << ' ' << k;
+                    EXPECT_LE(orthogonalityError(pairs.vectors), 1e-10) << scale;
+                    EXPECT_NEAR(pairs.values(0, 0) / scale, largest,
+                                1e-3 * hard.A.infinityNorm()) // after 30 passes
+                        << solver.name << ' ' << scale << ' ' << k;
+                }
+    }
+}
+
 // Failures.
 
 TEST(Qeig, FailsWithoutAStartVector)
@@ -868,6 +943,17 @@ TEST(Qeig, FindsNoPairsOfAMatrixThatIsNotFinite)
                         << bad << ' ' << n << ' ' << k << solver.name;
                 }
             }
+}
+
+TEST(Qeig, FindsNoPairsOfADiagonalMatrixThatIsNotFinite)
+{
+    for (const double bad : {notANumber, infinity, -infinity})
+        for (const std::int32_t n : {1, 2, 3, 30})
+            for (std::int32_t k = 1; k <= n; ++k)
+                for (const NamedSolver &solver : solvers)
+                    EXPECT_EQ(solver.solve({n, {{n - 1, n - 1, bad}}}, k, {}, 1).status,
+                              KMATH_ERR_SINGULAR)
+                        << bad << ' ' << n << ' ' << k << solver.name;
 }
 
 TEST(Qeig, ReturnsTheStatusOfAFailingAllocation)
