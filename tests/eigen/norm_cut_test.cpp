@@ -663,6 +663,26 @@ TEST(NormCut, IteratesIntoTheSubspaceOfTheDirectDriver)
         }
 }
 
+TEST(NormCut, GivesNearlyAllPairsAbove250Nodes)
+{
+    const Points points = scattered(251);
+    const Matrix M = plainMatrix(points, {});
+    Matrix Z;
+    std::vector<std::int32_t> order;
+    const std::vector<double> lambda = valuesDescending(M, Z, order);
+    for (const std::int32_t k : {249, 250, 251}) {
+        std::srand(5);
+        const Cut cut(points, {}, k);
+        ASSERT_EQ(cut.status, KMATH_OK);
+        ASSERT_EQ(cut.vectors.rows(), k);
+        ASSERT_EQ(cut.values.cols(), k);
+        EXPECT_LT(residual(M, cut), 1e-10) << k; // the basis is the whole space
+        EXPECT_LT(deviationFromOrthonormal(cut.vectors), 1e-10) << k;
+        for (std::int32_t r = 0; r < k; ++r)
+            EXPECT_NEAR(cut.values(0, r), lambda[static_cast<std::size_t>(r)], 1e-10) << k;
+    }
+}
+
 TEST(NormCut, OverwritesSharedNodesWhenItIterates)
 {
     Points points = scattered(290);
