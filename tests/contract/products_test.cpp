@@ -16,6 +16,7 @@ using support::assertedLine;
 using support::Matrix;
 using support::randomMatrix;
 using support::sameBits;
+using textbook::wild;
 
 struct Shape {
     int m, p, n;
@@ -24,24 +25,6 @@ struct Shape {
 const Shape shapes[] = {{1, 1, 1},  {2, 3, 4},   {3, 8, 3},    {3, 9, 5}, {4, 16, 4},  {5, 17, 7},
                         {7, 1, 7},  {1, 50, 1},  {17, 2, 33},  {6, 6, 6}, {33, 31, 1}, {1, 7, 40},
                         {13, 7, 8}, {40, 65, 9}, {64, 64, 64}, {0, 4, 3}, {3, 0, 4},   {3, 4, 0}};
-
-/// Numbers of very different sizes, both zeros, and now and then something that is not finite.
-Matrix wild(int rows, int cols, std::uint64_t seed)
-{
-    std::mt19937_64 generator(seed);
-    std::uniform_int_distribution<int> kind(0, 99), exponent(-150, 150);
-    std::uniform_real_distribution<double> uniform(-1, 1);
-    return support::build(rows, cols, [&](int, int) {
-        const int k = kind(generator);
-        if (k == 0)
-            return std::numeric_limits<double>::infinity();
-        if (k == 1)
-            return std::numeric_limits<double>::quiet_NaN();
-        if (k < 20)
-            return k < 10 ? 0.0 : -0.0;
-        return std::ldexp(uniform(generator), exponent(generator));
-    });
-}
 
 TEST(ProductRules, HaveTheBitsOfThePlainLoops)
 {

@@ -6,6 +6,7 @@
 
 #include <cmath>
 #include <cstdint>
+#include <limits>
 #include <utility>
 #include <vector>
 
@@ -13,6 +14,24 @@ namespace textbook
 {
 
 using support::Matrix;
+
+/// Numbers of very different sizes, both zeros, and now and then something that is not finite.
+inline Matrix wild(int rows, int cols, std::uint64_t seed)
+{
+    std::mt19937_64 generator(seed);
+    std::uniform_int_distribution<int> kind(0, 99), exponent(-150, 150);
+    std::uniform_real_distribution<double> uniform(-1, 1);
+    return support::build(rows, cols, [&](int, int) {
+        const int k = kind(generator);
+        if (k == 0)
+            return std::numeric_limits<double>::infinity();
+        if (k == 1)
+            return std::numeric_limits<double>::quiet_NaN();
+        if (k < 20)
+            return k < 10 ? 0.0 : -0.0;
+        return std::ldexp(uniform(generator), exponent(generator));
+    });
+}
 
 /// A·B, Aᵀ·B and A·Bᵀ, each sum from 0.0 over increasing k.
 inline Matrix product(const Matrix &A, const Matrix &B)
