@@ -169,31 +169,31 @@ bool neighbours(int i, int j) { return std::abs(i - j) == 1; }
 struct Problem {
     const char *name;
     Matrix (*matrix)(int n);
-    bool simple; ///< every eigenvalue once, or few distinct ones, so that all copies appear
+    int copies; ///< order up to which the k largest come with all their copies: where each value
+                ///< is simple, or few are distinct and the Krylov space breaks down soon
 };
 
 const Problem problems[] = {
-    {"Identity", [](int n) { return support::identity(n); }, true},
-    {"Zero", [](int n) { return Matrix(n, n); }, true},
-    {"Ones", [](int n) { return build(n, n, [](int, int) { return 1.0; }); }, true},
-    {"Random", [](int n) { return randomSymmetric(n, 3); }, true},
-    {"Rising", [](int n) { return diagonalOf(n, [](int i) { return i + 1.0; }); }, true},
+    {"Identity", [](int n) { return support::identity(n); }, most},
+    {"Zero", [](int n) { return Matrix(n, n); }, most},
+    {"Ones", [](int n) { return build(n, n, [](int, int) { return 1.0; }); }, most},
+    {"Random", [](int n) { return randomSymmetric(n, 3); }, most},
+    {"Rising", [](int n) { return diagonalOf(n, [](int i) { return i + 1.0; }); }, most},
     {"Graded",
-     [](int n) { return reflected(diagonalOf(n, [](int i) { return std::pow(0.7, i); })); }, true},
+     [](int n) { return reflected(diagonalOf(n, [](int i) { return std::pow(0.7, i); })); }, most},
     {"NegativeDefinite",
-     [](int n) { return reflected(diagonalOf(n, [](int i) { return -1.0 - i; })); }, true},
+     [](int n) { return reflected(diagonalOf(n, [](int i) { return -1.0 - i; })); }, most},
     {"TwiceToFiveTimes",
      [](int n) {
          return diagonalOf(n, [](int i) {
              return i % 14 < 2 ? 4.0 : i % 14 < 5 ? 3.0 : i % 14 < 9 ? -1.0 : 7.0;
          });
      },
-     true},
-    {"Pairs", [](int n) { return reflected(diagonalOf(n, [](int i) { return i / 2 - 3.0; })); },
-     false},
+     24},
+    {"Pairs", [](int n) { return reflected(diagonalOf(n, [](int i) { return i / 2 - 3.0; })); }, 0},
     {"Clustered",
-     [](int n) { return reflected(diagonalOf(n, [](int i) { return i % 3 + 1e-7 * i; })); }, false},
-    {"Path", [](int n) { return laplacian(n, neighbours); }, true},
+     [](int n) { return reflected(diagonalOf(n, [](int i) { return i % 3 + 1e-7 * i; })); }, 0},
+    {"Path", [](int n) { return laplacian(n, neighbours); }, most},
     {"Cycle",
      [](int n) {
          static int order;
@@ -201,14 +201,14 @@ const Problem problems[] = {
          return laplacian(
              n, [](int i, int j) { return neighbours(i, j) || std::abs(i - j) == order - 1; });
      },
-     false},
+     0},
     {"Star", [](int n) { return laplacian(n, [](int i, int j) { return i == 0 || j == 0; }); },
-     true},
+     most},
     {"Disconnected",
-     [](int n) { return laplacian(n, [](int i, int j) { return i / 5 == j / 5; }); }, true},
+     [](int n) { return laplacian(n, [](int i, int j) { return i / 5 == j / 5; }); }, most},
     {"PathAdjacency",
      [](int n) { return build(n, n, [](int i, int j) { return neighbours(i, j) ? 1.0 : 0.0; }); },
-     true},
+     most},
 };
 
 class QeigRules : public testing::TestWithParam<Problem>
@@ -226,7 +226,7 @@ TEST_P(QeigRules, EveryPairHoldsToTheTolerance)
                 SCOPED_TRACE(testing::Message()
                              << n << ", k = " << k
                              << (solver == Solver::Dense ? " dense" : " sparse"));
-                expectPairs(A, k, solve(solver, A, k), 1e-9, GetParam().simple);
+                expectPairs(A, k, solve(solver, A, k), 1e-9, n <= GetParam().copies);
             }
         }
     }
