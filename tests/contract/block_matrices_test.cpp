@@ -70,6 +70,8 @@ struct Diagonal {
     void (*step)(int i, int j, double &x, const double *d);
 };
 
+std::ostream &operator<<(std::ostream &out, const Diagonal &op) { return out << op.name; }
+
 const Diagonal diagonals[] = {
     {"multiplyDiag", kmath_nmmatrix_multiplyDiag, false, [](Size a) { return a.cols; },
      [](int, int j, double &x, const double *d) { x *= d[j]; }},

@@ -1,6 +1,7 @@
 // The normalized cut seen from outside: the graph against one built by plain loops, so that both
 // routes give the bits of their solver on it; the angle wrap wherever it ends; the stated cases.
 #include "contract/textbook.hpp"
+#include "platform/math_core.hpp"
 #include "support/services.hpp"
 #include "support/vectors.hpp"
 
@@ -480,6 +481,38 @@ TEST(NormCutRules, NoMoreExponentialsThanPairsNeed)
     ASSERT_EQ(embed(f, {}, 2).status, KMATH_OK);
     EXPECT_GT(exponentials, 0);
     EXPECT_LE(exponentials, 2 * (60 * 61 / 2) + 256);
+}
+
+TEST(NormCutRules, TheSmallMatrixKeepsItsContract)
+{
+    kmath::kxNMMatrix A, V;
+    kmath::kxVector<double> re, im;
+    EXPECT_EQ(A.rows(), 0);
+    ASSERT_EQ(A.initResize(6, 6, 2.385), KMATH_OK);
+    EXPECT_EQ(A.rows(), 6);
+    const Matrix M = support::randomSymmetric(6, 3);
+    double x = 0.0;
+    EXPECT_EQ(A.getElement(5, 0, x), KMATH_OK);
+    EXPECT_EQ(x, 2.385);
+    for (int i = 0; i < 6; ++i)
+        for (int j = 0; j < 6; ++j)
+            EXPECT_EQ(A.setElement(i, j, M(i, j)), KMATH_OK);
+    ASSERT_EQ(A.eigenvalues(true, re, im, V), KMATH_OK);
+    ASSERT_EQ(re.size(), 6);
+    ASSERT_EQ(im.size(), 6);
+    ASSERT_EQ(V.rows(), 6);
+    Embedding e; // column c belongs to re[c], whatever the order
+    for (int c = 0; c < 6; ++c) {
+        EXPECT_EQ(im[c], 0.0);
+        e.values = {{re[c]}};
+        e.vectors = build(1, 6, [&](int, int i) {
+            EXPECT_EQ(V.getElement(i, c, x), KMATH_OK);
+            return x;
+        });
+        expectPairsOf(M, e, 1, 1e-14);
+        EXPECT_EQ(A.getElement(c, 2, x), KMATH_OK);
+        EXPECT_EQ(x, M(c, 2));
+    }
 }
 
 // Failures.

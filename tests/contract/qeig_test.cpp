@@ -183,7 +183,7 @@ const Problem problems[] = {
      [](int n) { return reflected(diagonalOf(n, [](int i) { return std::pow(0.7, i); })); }, most},
     {"NegativeDefinite",
      [](int n) { return reflected(diagonalOf(n, [](int i) { return -1.0 - i; })); }, most},
-    {"TwiceToFiveTimes",
+    {"FewValues",
      [](int n) {
          return diagonalOf(n, [](int i) {
              return i % 14 < 2 ? 4.0 : i % 14 < 5 ? 3.0 : i % 14 < 9 ? -1.0 : 7.0;
@@ -210,6 +210,8 @@ const Problem problems[] = {
      [](int n) { return build(n, n, [](int i, int j) { return neighbours(i, j) ? 1.0 : 0.0; }); },
      most},
 };
+
+std::ostream &operator<<(std::ostream &out, const Problem &problem) { return out << problem.name; }
 
 class QeigRules : public testing::TestWithParam<Problem>
 {
@@ -350,6 +352,17 @@ TEST(QeigRule, TwoPassesAreMadeAndTheLimitIsNoFailure)
     const Matrix easy = diagonalOf(50, [](int i) { return i < 3 ? 100.0 - i : 0.01 * i; });
     EXPECT_TRUE(sameBits(solve(Solver::Dense, easy, 1, {-1, 1e-2, 1e-1, 2}),
                          solve(Solver::Dense, easy, 1, {-1, 1e-2, 1e-1, -1})));
+}
+
+TEST(QeigRule, StandingStillEndsTheIteration)
+{
+    const Matrix A = laplacian(200, neighbours);
+    const Options two = {-1, 1e-300, 1e-13, 2}, still = {-1, 1e-300, 1e9, -1};
+    EXPECT_TRUE(sameBits(solve(Solver::Dense, A, 3, still), solve(Solver::Dense, A, 3, two)));
+    // Out of reach of any tolerance, values that no longer move end it before the limit.
+    const Matrix easy = reflected(diagonalOf(60, [](int i) { return std::pow(0.5, i); }));
+    EXPECT_TRUE(sameBits(solve(Solver::Dense, easy, 2, {-1, 1e-300, 1e-2, 200}),
+                         solve(Solver::Dense, easy, 2, {-1, 1e-300, 1e-2, 5000})));
 }
 
 TEST(QeigRule, ABasisOfAnySizeEndsWell)

@@ -146,6 +146,8 @@ struct Operation {
     double (*term)(double a, double b) = nullptr;
 };
 
+std::ostream &operator<<(std::ostream &out, const Operation &op) { return out << op.name; }
+
 template <auto F> kmath_status three(Operand &a, Operand &b, Operand &c) { return F(a, b, c); }
 template <auto F> kmath_status two(Operand &a, Operand &, Operand &c) { return F(a, c); }
 template <auto F> kmath_status toFirst(Operand &a, Operand &, Operand &c) { return F(c, a); }
