@@ -6,6 +6,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdlib>
+#include <iterator>
 #include <string>
 #include <tuple>
 
@@ -186,6 +187,15 @@ const Operation family[] = {
     {"transposeBM", "B-M", Rule::Transpose, two<kmath_nmmatrix_transposeBM>},
 };
 
+bool isProduct(const Operation &op) { return op.rule <= Rule::TransposedSecond; }
+
+// Only a view has a negative count; its rows are to meet no whole matrix.
+bool firstMayBeNegative(const Operation &op)
+{
+    return op.kinds[0] == 'B' && (isProduct(op) || op.kinds[1] != 'M');
+}
+bool secondMayBeNegative(const Operation &op) { return isProduct(op) && op.kinds[1] == 'B'; }
+
 class BlockFamily : public testing::TestWithParam<Operation>
 {
   protected:
@@ -286,6 +296,16 @@ class BlockFamily : public testing::TestWithParam<Operation>
     }
 };
 
+class MatrixResults : public BlockFamily
+{
+};
+class ReversedRanges : public BlockFamily
+{
+};
+class InPlace : public BlockFamily
+{
+};
+
 struct Terms {
     int m, p, n;
 };
@@ -349,10 +369,8 @@ TEST_P(BlockFamily, RefusesEveryWrongShapeBeforeItWrites)
     EXPECT_EQ(refused > 0, hasSecond() || op.kinds[2] == 'B');
 }
 
-TEST_P(BlockFamily, GivesAWholeMatrixResultItsShape)
+TEST_P(MatrixResults, TakeTheirShape)
 {
-    if (op.kinds[2] != 'M')
-        GTEST_SKIP() << "the result is a view";
     for (const Terms &t : {Terms{3, 4, 5}, {7, 3, 2}, {9, 2, 9}, {0, 3, 4}, {3, 0, 6}})
         for (const Size was : {Size{2, 2}, {0, 0}, {5, 3}, {9, 8}, {20, 20}}) {
             const auto size = sizes(t.m, t.p, t.n);
@@ -374,15 +392,10 @@ TEST_P(BlockFamily, GivesAWholeMatrixResultItsShape)
     EXPECT_EQ((*c.parent)->rows[0], kept);
 }
 
-TEST_P(BlockFamily, DoesNothingForAReversedRange)
+TEST_P(ReversedRanges, DoNothing)
 {
-    // One row of a, or column of b, fewer than none: that operand must be a view.
-    const bool product = op.rule <= Rule::TransposedSecond,
-               byA = op.kinds[0] == 'B' && (product || op.kinds[1] != 'M'),
-               byB = product && op.kinds[1] == 'B';
-    if (!byA && !byB)
-        GTEST_SKIP() << "whole matrices have no negative count";
-    const auto size = byA ? sizes(-1, 2, 3) : sizes(3, 2, -1);
+    // One row of a, or column of b, fewer than none.
+    const auto size = firstMayBeNegative(op) ? sizes(-1, 2, 3) : sizes(3, 2, -1);
     Operand a = make(0, size[0], Layout::Inside, 21), b = make(1, size[1], Layout::Inside, 22);
     if (op.kinds[2] == 'B') {
         Operand c('B', size[2], Layout::Inside, 23);
@@ -394,14 +407,12 @@ TEST_P(BlockFamily, DoesNothingForAReversedRange)
         Operand c('M', {5, 4}, Layout::Whole, 24);
         const Matrix was = *c.parent;
         EXPECT_EQ(op.call(a, b, c), KMATH_ERR_NEGATIVE_SIZE);
-        EXPECT_TRUE(sameBits(*c.parent, product ? Matrix() : was));
+        EXPECT_TRUE(sameBits(*c.parent, isProduct(op) ? Matrix() : was));
     }
 }
 
-TEST_P(BlockFamily, CombinesElementsInPlace)
+TEST_P(InPlace, HasTheBitsOfThePlainLoop)
 {
-    if (op.rule != Rule::Elementwise && std::string(op.name) != "scaleBB")
-        GTEST_SKIP() << "no form in place";
     for (const Terms &t : shapes)
         for (const Layout layout : {Layout::Whole, Layout::Inside}) {
             const auto size = sizes(t.m, t.p, t.n);
@@ -410,8 +421,29 @@ TEST_P(BlockFamily, CombinesElementsInPlace)
         }
 }
 
-INSTANTIATE_TEST_SUITE_P(All, BlockFamily, testing::ValuesIn(family),
-                         [](const auto &i) { return std::string(i.param.name); });
+std::vector<Operation> only(bool (*wanted)(const Operation &))
+{
+    std::vector<Operation> some;
+    std::copy_if(std::begin(family), std::end(family), std::back_inserter(some), wanted);
+    return some;
+}
+
+std::string nameOf(const testing::TestParamInfo<Operation> &info) { return info.param.name; }
+
+INSTANTIATE_TEST_SUITE_P(All, BlockFamily, testing::ValuesIn(family), nameOf);
+INSTANTIATE_TEST_SUITE_P(All, MatrixResults, testing::ValuesIn(only([](const Operation &op) {
+                             return op.kinds[2] == 'M';
+                         })),
+                         nameOf);
+INSTANTIATE_TEST_SUITE_P(All, ReversedRanges, testing::ValuesIn(only([](const Operation &op) {
+                             return firstMayBeNegative(op) || secondMayBeNegative(op);
+                         })),
+                         nameOf);
+INSTANTIATE_TEST_SUITE_P(All, InPlace, testing::ValuesIn(only([](const Operation &op) {
+                             return op.rule == Rule::Elementwise ||
+                                    op.call == scaling<kmath_nmmatrix_scaleBB>;
+                         })),
+                         nameOf);
 
 TEST(SubBlockRules, AViewFollowsTheStrideThatItsParentHasNow)
 {
