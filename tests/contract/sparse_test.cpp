@@ -542,7 +542,7 @@ TEST(SparseRules, ARefusedAllocationLeavesNoArrays)
             return kmath_snmmatrix_setElements(S, 5, 6, copy.data(), 2);
         },
         [&](auto *S) { return kmath_snmmatrix_setMat(S, &A, 1.0, 0.0); },
-        [&](auto *S) { return kmath_snmmatrix_setMat(S, &A, 0.1, 0.0); },
+        [&](auto *S) { return kmath_snmmatrix_setMat(S, &A, 0.12, 0.0); },
         [](auto *S) { return kmath_snmmatrix_resizeNNZ(S, 9); }};
     for (const auto &call : calls)
         support::sweepAllocationFailures([&] {
