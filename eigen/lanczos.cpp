@@ -174,8 +174,10 @@ kmath_status Lanczos::acceptResidual(std::int32_t j)
     for (std::int32_t i = 0; i < j; ++i)
         column[i] = H.rows[i][j - 1];
     const double beta = euclideanNorm(r, plan.n);
+    const double length = euclideanNorm(column, j);
+    brokeDown = brokeDown || residualIsRounding || !(beta > 1e-10 * length);
     // The column may be as small as rounding, where A maps what has been found to zero.
-    if (residualIsRounding || !(beta > 10.0 * epsilon * euclideanNorm(column, j))) {
+    if (residualIsRounding || !(beta > 10.0 * epsilon * length)) {
         H.rows[j][j - 1] = 0.0;
         return drawOrthogonal(j);
     }
@@ -280,6 +282,21 @@ double Lanczos::residualNorm() const
             largest = sum;
     }
     return largest;
+}
+
+bool Lanczos::holdsAllCopies()
+{
+    if (!brokeDown)
+        return true;
+    const double *now = theta.rows[0];
+    const double scale = std::max(std::fabs(now[0]), std::fabs(now[plan.p - 1]));
+    const double bound = std::max(plan.tol, 100.0 * epsilon) * scale;
+    const bool still =
+        std::equal(now, now + plan.wanted, previous.rows[0],
+                   [bound](double a, double b) { return std::fabs(a - b) <= bound; });
+    stillPasses = still ? stillPasses + 1 : 0;
+    // A new vector takes a few passes to grow towards the copies that it holds.
+    return stillPasses >= 3;
 }
 
 bool Lanczos::valuesStagnate()

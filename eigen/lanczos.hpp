@@ -64,6 +64,8 @@ struct Lanczos {
     kmath_nmmatrix strip;  ///< p × 64, work space
     double largestChange = 0.0;
     bool residualIsRounding = false; ///< nothing of it points out of the basis for sure
+    bool brokeDown = false;          ///< a residual all but vanished: the basis spans what it can
+    std::int32_t stillPasses = 0;    ///< in which, since then, no wanted value moved
 
     kmath_status allocate();
 
@@ -84,6 +86,9 @@ struct Lanczos {
     kmath_status formRitzVectors(std::int32_t count);
     /// The one-row norm of A·X − X·diag(θ).
     double residualNorm() const;
+    /// False while a random vector may yet bring up a copy of a multiple value: the basis broke
+    /// down, and the wanted values have moved in one of the last passes.
+    bool holdsAllCopies();
     /// Enters the changes of the wanted values since the last pass; true while the largest ever
     /// entered is below the tolerance.
     bool valuesStagnate();
@@ -141,17 +146,18 @@ template <class Operator> kmath_status iterate(const Operator &A, Lanczos &lancz
         RETURN_IF_FAILED(lanczos.diagonalise());
 
         const double before = measure;
-        std::int32_t converged = 0;
-        measure = lanczos.residualEstimate(converged);
+        std::int32_t standing = 0;
+        measure = lanczos.residualEstimate(standing);
         if (measure <= plan.tol * std::max(1.0, lanczos.theta.rows[0][0]))
             RETURN_IF_FAILED(trueResidual(A, norm, lanczos, measure));
         const bool stagnated = std::fabs(measure - before) < plan.stagTol * std::fabs(measure) &&
                                lanczos.valuesStagnate();
-        if (pass >= 2 && (measure <= plan.tol || pass >= plan.maxIter || stagnated))
+        const bool converged = lanczos.holdsAllCopies() && measure <= plan.tol;
+        if (pass >= 2 && (converged || pass >= plan.maxIter || stagnated))
             return KMATH_OK;
 
         lanczos.rememberValues();
-        kept = plan.p - shiftsAfter(plan, converged);
+        kept = plan.p - shiftsAfter(plan, standing);
         lanczos.restart(kept);
     }
 }

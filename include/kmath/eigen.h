@@ -147,8 +147,9 @@ KMATH_API kmath_status kmath_matrix3_symEigenvalues(const kmath_matrix3 *M, doub
  * overflows or underflows on the way.
  *
  * A multiple eigenvalue is found once for sure. Its copies appear by such new
- * vectors, or by rounding if the iteration is long enough; the direct method finds
- * all.
+ * vectors, or by rounding if the iteration is long enough. Where the basis cannot grow
+ * by products the iteration therefore goes on until three passes in a row bring no
+ * other value; of many copies it may still leave some out. The direct method finds all.
  */
 
 /**

@@ -695,6 +695,28 @@ TEST(Qeig, FindsAllCopiesWhereTheBasisCannotGrowByProducts)
     }
 }
 
+// A basis that breaks down holds a copy of a multiple value for each vector that it began from, and
+// may have room for fewer than are wanted.
+TEST(Qeig, FindsAllCopiesWhereTheBasisBreaksDown)
+{
+    for (const int copies : {2, 3, 4, 5})
+        for (const int distinct : {3, 5, 8, 11, 14})
+            for (const int k : {1, 3, 6, 8})
+                for (const unsigned seed : {1u, 2u, 3u}) {
+                    const int n = copies * distinct;
+                    if (n < k + 3)
+                        continue;
+                    const Triplets A =
+                        diagonalOf(n, [distinct](int i) { return 1.0 + i % distinct; });
+                    const Pairs pairs = solvers[seed % 2].solve(A, k, {}, seed);
+                    ASSERT_EQ(pairs.status, KMATH_OK);
+                    for (int r = 0; r < k; ++r)
+                        EXPECT_NEAR(pairs.values(0, r), distinct - r / copies, 1e-8)
+                            << n << " = " << copies << " * " << distinct << ", k " << k << ", row "
+                            << r << ", seed " << seed;
+                }
+}
+
 TEST(Qeig, SolvesEveryOrderAndCount)
 {
     for (std::int32_t n = 1; n <= 26; ++n) {
