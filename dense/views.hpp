@@ -8,6 +8,7 @@
 #include <kmath/nmmatrix.h>
 
 #include "kernels/kernels.hpp"
+#include "platform/storage.hpp"
 
 #include <cstdint>
 
@@ -26,12 +27,6 @@ inline ConstBlock block(const kmath_nmmatrix &matrix)
 
 /// Elements that the shape asks for, formed in 64 bits.
 inline std::int64_t elementCount(std::int64_t rows, std::int64_t cols) { return rows * cols; }
-
-/// True for a matrix whose allocation failed: it has a shape, but nothing to be kept or read.
-inline bool hasLostStorage(const kmath_nmmatrix &matrix)
-{
-    return !matrix.rows && elementCount(matrix.nRows, matrix.nCols) > 0;
-}
 
 /// Length of the flat run of nRows × nCols doubles from the first stored element.
 inline std::int64_t flatCount(const kmath_nmmatrix &matrix)

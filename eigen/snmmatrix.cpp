@@ -7,6 +7,7 @@
 #include "eigen/sparse_rows.hpp"
 #include "platform/check.hpp"
 #include "platform/cleanup_frame.hpp"
+#include "platform/storage.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -178,7 +179,7 @@ kmath_status kmath_snmmatrix_setElements(kmath_snmmatrix *matrix, int32_t rows, 
 kmath_status kmath_snmmatrix_setMat(kmath_snmmatrix *matrix, const kmath_nmmatrix *A,
                                     double fillRatio, double threshold)
 {
-    if (lacksStorage(*A))
+    if (hasLostStorage(*A))
         return KMATH_ERR_NO_MEMORY;
     const double estimate = (A->nRows * fillRatio) * A->nCols;
     if (!(estimate < capacityLimit))

@@ -6,6 +6,7 @@
 #include "eigen/sparse_rows.hpp"
 #include "kernels/kernels.hpp"
 #include "platform/check.hpp"
+#include "platform/storage.hpp"
 
 #include <algorithm>
 #include <cstdint>
@@ -64,7 +65,7 @@ kmath_status kmath_snmmatrix_multiplySMM(const kmath_snmmatrix *S, const kmath_n
         return KMATH_ERR_BAD_DIMENSIONS;
     if (C == B)
         return KMATH_ERR_ALIASED;
-    if (lacksStorage(*B))
+    if (hasLostStorage(*B))
         return KMATH_ERR_NO_MEMORY;
     RETURN_IF_FAILED(kmath_nmmatrix_resize(C, S->rows, B->nCols));
     if (C->nCols == 0)
@@ -83,7 +84,7 @@ kmath_status kmath_snmmatrix_multiplyTSMM(const kmath_snmmatrix *S, const kmath_
         return KMATH_ERR_BAD_DIMENSIONS;
     if (C == B)
         return KMATH_ERR_ALIASED;
-    if (lacksStorage(*B))
+    if (hasLostStorage(*B))
         return KMATH_ERR_NO_MEMORY;
     RETURN_IF_FAILED(kmath_nmmatrix_resize(C, S->rows, B->nRows));
 

@@ -1,5 +1,4 @@
-// What the sparse operations share: the stored entries of a row, and dense operands without
-// storage.
+// What the sparse operations share: the stored entries of a row.
 #pragma once
 
 #include <kmath/snmmatrix.h>
@@ -24,8 +23,5 @@ inline SparseRow sparseRow(const kmath_snmmatrix &S, std::int32_t i)
     const std::int32_t first = S.rowStart[i];
     return {S.colIndex + first, S.values + first, S.rowStart[i + 1] - first};
 }
-
-/// True for a dense matrix whose allocation failed: it has a shape, but nothing to be read.
-inline bool lacksStorage(const kmath_nmmatrix &A) { return !A.rows && A.nRows > 0 && A.nCols > 0; }
 
 } // namespace kmath

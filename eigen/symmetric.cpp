@@ -6,7 +6,6 @@
 #include "platform/cleanup_frame.hpp"
 
 #include <algorithm>
-#include <utility>
 
 using namespace kmath;
 
@@ -18,20 +17,13 @@ constexpr int32_t smallOrder = 6;
 
 bool isSquare(const kmath_nmmatrix &A) { return A.nRows == A.nCols; }
 
-void transposeInPlace(kmath_nmmatrix &A)
-{
-    for (int32_t i = 0; i < A.nRows; ++i)
-        for (int32_t j = 0; j < i; ++j)
-            std::swap(A.rows[i][j], A.rows[j][i]);
-}
-
 // Turns the matrix into its eigenvectors, with the eigenvalues in d; e is work space.
 kmath_status diagonalise(kmath_nmmatrix &A, double *d, double *e)
 {
     tridiagonalise(A.rows, A.nRows, d, e, true);
     if (!implicitQL(d, e, A.nRows, A.rows))
         return KMATH_ERR_SINGULAR;
-    transposeInPlace(A);
+    transposeInPlace(A.rows, A.nRows);
     return KMATH_OK;
 }
 

@@ -88,11 +88,14 @@ inline Points<double> byAxis(double x, double y, double z) { return {x, y, z}; }
 
 inline const Points<double> &inMemoryOrder(const Points<double> &p) { return p; }
 
+/// In place of a lane's number in a shuffle: nobody asks for the element.
+template <int> constexpr int open = -1;
+
 /// The same numbers as doubles. GCC 12 widens by halves of a vector and joins them again; given one
 /// of twice the length, of which nobody asks for the upper half, it has a single instruction.
 template <int... lane> inline Lanes widened(FloatLanes value, std::integer_sequence<int, lane...>)
 {
-    const auto longer = __builtin_shufflevector(value, value, lane..., (lane - lane - 1)...);
+    const auto longer = __builtin_shufflevector(value, value, lane..., open<lane>...);
     typedef double Longer __attribute__((vector_size(2 * sizeof(Lanes))));
     const auto doubles = __builtin_convertvector(longer, Longer);
     return __builtin_shufflevector(doubles, doubles, lane...);

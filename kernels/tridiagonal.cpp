@@ -7,6 +7,7 @@
 
 #include <cmath>
 #include <limits>
+#include <utility>
 
 namespace
 {
@@ -253,4 +254,11 @@ bool kmath::implicitQL(double *d, double *e, int n, double *const *Z)
         if (!findEigenvalue(d, e, n, Z, l))
             return false;
     return true;
+}
+
+void kmath::transposeInPlace(double *const *A, int n)
+{
+    for (int i = 0; i < n; ++i)
+        for (int j = 0; j < i; ++j)
+            std::swap(A[i][j], A[j][i]);
 }

@@ -22,4 +22,7 @@ void tridiagonalise(double *const *A, int n, double *d, double *e, bool accumula
 /// one. False when 30 more do not find it either, as with a NaN; d and Z are then of no use.
 bool implicitQL(double *d, double *e, int n, double *const *Z);
 
+/// A = Aᵀ of order n: eigenvectors from rows to columns.
+void transposeInPlace(double *const *A, int n);
+
 } // namespace kmath

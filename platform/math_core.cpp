@@ -5,7 +5,6 @@
 #include "kernels/tridiagonal.hpp"
 
 #include <cmath>
-#include <utility>
 
 using namespace kmath;
 
@@ -15,13 +14,6 @@ namespace
 bool areFinite(const kxVector<double> &values)
 {
     return std::all_of(values.begin(), values.end(), [](double x) { return std::isfinite(x); });
-}
-
-void transposeInPlace(double *const *A, int n)
-{
-    for (int i = 0; i < n; ++i)
-        for (int j = 0; j < i; ++j)
-            std::swap(A[i][j], A[j][i]);
 }
 
 } // namespace

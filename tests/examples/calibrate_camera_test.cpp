@@ -75,47 +75,19 @@ std::vector<double> numbersIn(std::string text)
     return numbers;
 }
 
-class CalibrateCamera : public testing::Test
+class CalibrateCamera : public ProgramOnData
 {
   protected:
-    CalibrateCamera() : folder(makeFolder("kmath-calibrate")), corners(folder / "corners.csv")
-    {
-        fs::copy(CORNER_FILE, corners);
-    }
-    ~CalibrateCamera() override { fs::remove_all(folder); }
+    CalibrateCamera() : ProgramOnData(CALIBRATE_PROGRAM, CORNER_FILE) {}
 
-    Outcome run(const std::string &arguments, const std::string &environment = "") const
-    {
-        return runProgram(CALIBRATE_PROGRAM, arguments, folder, environment);
-    }
-
-    Outcome runOnCorners(const std::string &environment = withoutGnuplot) const
-    {
-        return run(quoted(corners) + ' ' + quoted(folder / "out"), environment);
-    }
-
-    void write(const std::string &text) const { std::ofstream(corners, std::ios::binary) << text; }
+    void write(const std::string &text) const { std::ofstream(data, std::ios::binary) << text; }
 
     void spoil(const std::function<void(Lines &)> &change) const
     {
-        Lines lines = linesOf(contents(corners));
+        Lines lines = linesOf(contents(data));
         change(lines);
         write(joined(lines));
     }
-
-    // What the program says when the file cannot be used.
-    std::string complaint() const
-    {
-        const Outcome outcome = runOnCorners();
-        EXPECT_EQ(outcome.status, EXIT_FAILURE);
-        EXPECT_EQ(outcome.out, "");
-        EXPECT_FALSE(fs::exists(folder / "out"));
-        EXPECT_EQ(linesOf(outcome.err).size(), 1u) << outcome.err;
-        return outcome.err;
-    }
-
-    fs::path folder;
-    fs::path corners;
 };
 
 // The numbers of the line that begins with the name; of the first one behind the heading.
@@ -137,7 +109,7 @@ std::vector<double> cameraOf(const std::string &out, const std::string &name)
 
 TEST_F(CalibrateCamera, ReachesTheReferenceInBothParametrisations)
 {
-    const std::string out = runOnCorners().out;
+    const std::string out = runOnData().out;
     for (const char *name : {"raw pixels", "model units"}) {
         const std::vector<double> row = cameraOf(out, name);
         ASSERT_EQ(row.size(), 7u);
@@ -154,7 +126,7 @@ TEST_F(CalibrateCamera, ReachesTheReferenceInBothParametrisations)
 
 TEST_F(CalibrateCamera, ShowsTheReferenceOfTheFile)
 {
-    const std::vector<double> row = cameraOf(runOnCorners().out, "reference optimum");
+    const std::vector<double> row = cameraOf(runOnData().out, "reference optimum");
     ASSERT_EQ(row.size(), 7u);
     for (size_t j = 0; j < 6; ++j)
         EXPECT_DOUBLE_EQ(row[j], reference[j]);
@@ -163,7 +135,7 @@ TEST_F(CalibrateCamera, ShowsTheReferenceOfTheFile)
 
 TEST_F(CalibrateCamera, BeginsNearTheSolutionAndWithoutDistortion)
 {
-    const std::vector<double> row = cameraOf(runOnCorners().out, "closed form");
+    const std::vector<double> row = cameraOf(runOnData().out, "closed form");
     ASSERT_EQ(row.size(), 7u);
     for (size_t j = 0; j < 4; ++j)
         EXPECT_NEAR(row[j] / reference[j], 1, 0.05);
@@ -180,7 +152,7 @@ TEST_F(CalibrateCamera, CountsDigitsAgainstTheReferenceOfTheFile)
         ASSERT_NE(at, std::string::npos);
         lines[4].replace(at, 10, "533.107027");
     });
-    const Outcome outcome = runOnCorners();
+    const Outcome outcome = runOnData();
     EXPECT_EQ(rowOf(outcome.out, "", "digits, model units").at(0), 5.7);
     EXPECT_NE(outcome.out.find("fx fy cx cy agree to 5.7 digits"), std::string::npos);
 }
@@ -193,7 +165,7 @@ TEST_F(CalibrateCamera, CountsWhatTheMaskSparesAndGivesTheSameBitsOnThreads)
 {
     int rows = 0;
     double digits[2] = {};
-    for (const std::string &line : linesOf(runOnCorners().out)) {
+    for (const std::string &line : linesOf(runOnData().out)) {
         std::smatch field;
         if (!std::regex_match(line, field, runRow))
             continue;
@@ -217,7 +189,7 @@ TEST_F(CalibrateCamera, CountsWhatTheMaskSparesAndGivesTheSameBitsOnThreads)
 // Residuals from the printed camera and poses, by a model written out anew.
 TEST_F(CalibrateCamera, PrintsPosesThatExplainTheMeasuredCorners)
 {
-    const std::string out = runOnCorners().out;
+    const std::string out = runOnData().out;
     const std::vector<double> row = cameraOf(out, "model units");
     Intrinsics camera;
     std::copy_n(row.begin(), camera.size(), camera.begin());
@@ -279,7 +251,7 @@ TEST_F(CalibrateCamera, FindsAKnownCameraAgain)
 {
     for (const size_t views : {size_t{2}, knownPoses.size()}) {
         write(knownCorners(views));
-        const std::string out = runOnCorners().out;
+        const std::string out = runOnData().out;
         const std::vector<double> row = cameraOf(out, "model units");
         ASSERT_EQ(row.size(), 7u) << out;
         for (size_t j = 0; j < 6; ++j)
@@ -302,7 +274,7 @@ TEST_F(CalibrateCamera, FindsAKnownCameraAgain)
 TEST_F(CalibrateCamera, DoesWithoutAReference)
 {
     write(knownCorners(3));
-    const Outcome outcome = runOnCorners();
+    const Outcome outcome = runOnData();
     EXPECT_EQ(outcome.out.find("reference"), std::string::npos) << outcome.out;
     EXPECT_EQ(outcome.out.find("digits,"), std::string::npos);
     EXPECT_EQ(outcome.out.find("nan"), std::string::npos);
@@ -314,14 +286,14 @@ TEST_F(CalibrateCamera, TakesTheCornersOfAViewInAnyOrder)
     const auto withoutTimes = [](const std::string &out) {
         return out.substr(0, out.find("threads Jacobians")) + out.substr(out.find("reprojection"));
     };
-    const std::string before = withoutTimes(runOnCorners().out);
+    const std::string before = withoutTimes(runOnData().out);
     spoil([](Lines &lines) { std::reverse(lines.begin() + 6, lines.begin() + 6 + nCorners); });
-    EXPECT_EQ(withoutTimes(runOnCorners().out), before);
+    EXPECT_EQ(withoutTimes(runOnData().out), before);
 }
 
 TEST_F(CalibrateCamera, SaysWhatToInstallWhereGnuplotIsMissing)
 {
-    const Outcome outcome = runOnCorners();
+    const Outcome outcome = runOnData();
     EXPECT_EQ(outcome.status, EXIT_FAILURE);
     EXPECT_NE(outcome.err.find("install the package gnuplot-nox"), std::string::npos)
         << outcome.err;
@@ -333,7 +305,7 @@ TEST_F(CalibrateCamera, DrawsThePictureAndSaysWhere)
 {
     if (!gnuplotIsThere())
         GTEST_SKIP() << "gnuplot is not installed";
-    const Outcome outcome = runOnCorners("");
+    const Outcome outcome = runOnData("");
     const fs::path picture = folder / "out/calibrate_camera.png";
     EXPECT_EQ(outcome.status, EXIT_SUCCESS) << outcome.err;
     EXPECT_EQ(outcome.err, "");
@@ -350,7 +322,7 @@ TEST_F(CalibrateCamera, DrawsOtherBoardsAndNumbersOfViews)
         GTEST_SKIP() << "gnuplot is not installed";
     for (const size_t views : {size_t{2}, size_t{3}}) { // beside the chart, and in a row above it
         write(knownCorners(views));
-        const Outcome outcome = runOnCorners("");
+        const Outcome outcome = runOnData("");
         EXPECT_EQ(outcome.status, EXIT_SUCCESS);
         EXPECT_EQ(outcome.err, "");
     }
@@ -358,7 +330,7 @@ TEST_F(CalibrateCamera, DrawsOtherBoardsAndNumbersOfViews)
 
 TEST_F(CalibrateCamera, DrawsOneArrowACornerAndOneBarAView)
 {
-    runOnCorners();
+    runOnData();
     const std::string script = contents(folder / "out/calibrate_camera.gp");
     std::string block;
     double sum = 0;
@@ -392,7 +364,7 @@ TEST_F(CalibrateCamera, TakesNamesWithQuotes)
     for (size_t at; (at = text.find("view 1,")) != std::string::npos;)
         text.replace(at, 7, "it's \"%d,");
     write(text);
-    const Outcome outcome = run(quoted(corners) + " \"" + (folder / "it's out").string() + '"');
+    const Outcome outcome = run(quoted(data) + " \"" + (folder / "it's out").string() + '"');
     EXPECT_EQ(outcome.status, EXIT_SUCCESS) << outcome.err;
     EXPECT_EQ(outcome.err, "");
     EXPECT_TRUE(fs::exists(folder / "it's out/calibrate_camera.png"));
@@ -400,10 +372,10 @@ TEST_F(CalibrateCamera, TakesNamesWithQuotes)
 
 TEST_F(CalibrateCamera, SaysWhenTheOutputCannotBeWritten)
 {
-    const Outcome outcome = run(quoted(corners) + ' ' + quoted(corners));
+    const Outcome outcome = run(quoted(data) + ' ' + quoted(data));
     EXPECT_EQ(outcome.status, EXIT_FAILURE);
-    EXPECT_EQ(outcome.err, (corners / "calibrate_camera.gp").string() +
-                               ": cannot be written: Not a directory\n");
+    EXPECT_EQ(outcome.err,
+              (data / "calibrate_camera.gp").string() + ": cannot be written: Not a directory\n");
 }
 
 TEST_F(CalibrateCamera, ExplainsItsArguments)
@@ -421,15 +393,15 @@ TEST_F(CalibrateCamera, ExplainsItsArguments)
 
 TEST_F(CalibrateCamera, NamesAMissingFile)
 {
-    fs::remove(corners);
-    EXPECT_EQ(complaint(), corners.string() + ": cannot be opened: No such file or directory\n");
+    fs::remove(data);
+    EXPECT_EQ(complaint(), data.string() + ": cannot be opened: No such file or directory\n");
 }
 
 TEST_F(CalibrateCamera, NamesAFolderInPlaceOfAFile)
 {
-    fs::remove(corners);
-    fs::create_directory(corners);
-    EXPECT_EQ(complaint(), corners.string() + ":1: cannot be read: Is a directory\n");
+    fs::remove(data);
+    fs::create_directory(data);
+    EXPECT_EQ(complaint(), data.string() + ":1: cannot be read: Is a directory\n");
 }
 
 TEST_F(CalibrateCamera, NamesAViewWithoutHomography)
@@ -447,7 +419,7 @@ TEST_F(CalibrateCamera, NamesAViewWithoutHomography)
 
 TEST_F(CalibrateCamera, RefusesViewsThatDoNotDetermineTheCamera)
 {
-    Lines lines = linesOf(contents(corners));
+    Lines lines = linesOf(contents(data));
     lines.resize(6 + nCorners);
     for (int view = 2; view <= 4; ++view)
         for (size_t k = 0; k < nCorners; ++k)
@@ -460,11 +432,11 @@ TEST_F(CalibrateCamera, RefusesViewsThatDoNotDetermineTheCamera)
 TEST_F(CalibrateCamera, ReadsLinesEndedAsOnOtherSystemsAndComments)
 {
     std::string text;
-    for (const std::string &line : linesOf(contents(corners)))
+    for (const std::string &line : linesOf(contents(data)))
         text += line + "\r\n";
     write(text + "# the end\r\n");
     Corners read;
-    ASSERT_TRUE(readCorners(&read, corners.c_str()));
+    ASSERT_TRUE(readCorners(&read, data.c_str()));
     EXPECT_EQ(read.nViews, nViews);
     EXPECT_EQ(read.width, 640);
     EXPECT_EQ(read.height, 480);
@@ -484,12 +456,12 @@ TEST_F(CalibrateCamera, NoticesEveryCut)
         write(whole.substr(0, length));
         Corners read;
         testing::internal::CaptureStderr();
-        const bool complete = readCorners(&read, corners.c_str());
+        const bool complete = readCorners(&read, data.c_str());
         const std::string said = testing::internal::GetCapturedStderr();
         ASSERT_FALSE(complete) << length;
         const auto line =
             1 + std::count(whole.begin(), whole.begin() + static_cast<long>(length), '\n');
-        const std::string wanted = corners.string() + ':' + std::to_string(line) + ": ";
+        const std::string wanted = data.string() + ':' + std::to_string(line) + ": ";
         ASSERT_EQ(said.substr(0, wanted.size()), wanted) << length;
     }
 }
@@ -583,7 +555,7 @@ class MalformedCornerFile : public CalibrateCamera, public testing::WithParamInt
 TEST_P(MalformedCornerFile, IsNamedWithItsLine)
 {
     spoil(GetParam().change);
-    EXPECT_EQ(complaint(), corners.string() + ':' + GetParam().complaint);
+    EXPECT_EQ(complaint(), data.string() + ':' + GetParam().complaint);
 }
 
 INSTANTIATE_TEST_SUITE_P(EveryFault, MalformedCornerFile, testing::ValuesIn(faults),

@@ -156,38 +156,10 @@ std::vector<double> graphEigenvalues(const Set &set)
     return values;
 }
 
-class ClusterFeatures : public testing::Test
+class ClusterFeatures : public ProgramOnData
 {
   protected:
-    ClusterFeatures() : folder(makeFolder("kmath-cluster")), data(folder / "data")
-    {
-        fs::copy(FEATURE_FOLDER, data);
-    }
-    ~ClusterFeatures() override { fs::remove_all(folder); }
-
-    Outcome run(const std::string &arguments, const std::string &environment = "") const
-    {
-        return runProgram(CLUSTER_PROGRAM, arguments, folder, environment);
-    }
-
-    Outcome runOnData(const std::string &environment = withoutGnuplot) const
-    {
-        return run(quoted(data) + ' ' + quoted(folder / "out"), environment);
-    }
-
-    // What the program says when it cannot use the files.
-    std::string complaint() const
-    {
-        const Outcome outcome = runOnData();
-        EXPECT_EQ(outcome.status, EXIT_FAILURE);
-        EXPECT_EQ(outcome.out, "");
-        EXPECT_FALSE(fs::exists(folder / "out"));
-        EXPECT_EQ(linesOf(outcome.err).size(), 1u) << outcome.err;
-        return outcome.err;
-    }
-
-    fs::path folder;
-    fs::path data;
+    ClusterFeatures() : ProgramOnData(CLUSTER_PROGRAM, FEATURE_FOLDER) {}
 };
 
 // One run serves all that only look at what it told.

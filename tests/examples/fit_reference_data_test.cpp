@@ -18,39 +18,18 @@ namespace
 
 using namespace programs;
 
-// A folder of its own for each test, with a copy of the data that the test may spoil.
-class FitReferenceData : public testing::Test
+class FitReferenceData : public ProgramOnData
 {
   protected:
-    FitReferenceData()
-    {
-        folder = makeFolder("kmath-fit");
-        data = folder / "data";
-        fs::copy(DATA_FOLDER, data);
-    }
-    ~FitReferenceData() override { fs::remove_all(folder); }
-
-    Outcome run(const std::string &arguments, const std::string &environment = "") const
-    {
-        return runProgram(FIT_PROGRAM, arguments, folder, environment);
-    }
-
-    Outcome runOnData(const std::string &environment = "") const
-    {
-        return run(quoted(data) + ' ' + quoted(folder / "out"), environment);
-    }
+    FitReferenceData() : ProgramOnData(FIT_PROGRAM, DATA_FOLDER) {}
 
     // What the program says when one file is not as it should be.
     std::string complaintAbout(const fs::path &file) const
     {
-        const Outcome outcome = runOnData();
-        EXPECT_EQ(outcome.status, EXIT_FAILURE);
-        EXPECT_EQ(outcome.out, "");
-        EXPECT_FALSE(fs::exists(folder / "out"));
+        const std::string said = complaint("");
         const std::string prefix = (data / file).string() + ':';
-        EXPECT_EQ(outcome.err.substr(0, prefix.size()), prefix);
-        EXPECT_EQ(linesOf(outcome.err).size(), 1u) << outcome.err;
-        return outcome.err.substr(std::min(prefix.size(), outcome.err.size()));
+        EXPECT_EQ(said.substr(0, prefix.size()), prefix);
+        return said.substr(std::min(prefix.size(), said.size()));
     }
 
     void spoil(const std::string &file, const std::function<void(Lines &)> &change) const
@@ -64,14 +43,11 @@ class FitReferenceData : public testing::Test
     {
         std::ofstream(data / file, std::ios::binary) << text;
     }
-
-    fs::path folder;
-    fs::path data;
 };
 
 TEST_F(FitReferenceData, ReachesTheDigitsPromised)
 {
-    const Outcome outcome = runOnData(withoutGnuplot);
+    const Outcome outcome = runOnData();
     const Lines lines = linesOf(outcome.out);
     ASSERT_FALSE(lines.empty());
     std::smatch counts;
@@ -92,7 +68,7 @@ TEST_F(FitReferenceData, PrintsOneLineAFitThatAgreesWithItsClosingLine)
 {
     int rows[2] = {}, below[2] = {};
     int table = -1;
-    const Lines lines = linesOf(runOnData(withoutGnuplot).out);
+    const Lines lines = linesOf(runOnData().out);
     for (const std::string &line : lines) {
         table += line.find("* below") != std::string::npos;
         std::smatch field;
@@ -146,7 +122,7 @@ TEST_F(FitReferenceData, CountsDigitsAgainstTheCertifiedValueOfTheFile)
         ASSERT_NE(b1.find(",7.2462237576E+01,"), std::string::npos);
         b1.replace(b1.find("7.2462"), 6, "7.2463");
     });
-    const std::string out = runOnData(withoutGnuplot).out;
+    const std::string out = runOnData().out;
     EXPECT_EQ(careful(out, "Rat42"), (Lines{"4.9* 8.0565229338E+00", "4.9* 8.0565229338E+00"}));
     EXPECT_EQ(careful(out, "Thurber").size(), 2u);
     EXPECT_NE(out.find("with care: 24 of 26"), std::string::npos);
@@ -154,7 +130,7 @@ TEST_F(FitReferenceData, CountsDigitsAgainstTheCertifiedValueOfTheFile)
 
 TEST_F(FitReferenceData, TakesExchangeableTermsInAnyOrder)
 {
-    const Lines rows = careful(runOnData(withoutGnuplot).out, "Lanczos3");
+    const Lines rows = careful(runOnData().out, "Lanczos3");
     ASSERT_EQ(rows.size(), 2u);
     // b1 b2 change places with b5 b6, in the certified columns only
     spoil("lanczos3.csv", [](Lines &lines) {
@@ -171,12 +147,12 @@ TEST_F(FitReferenceData, TakesExchangeableTermsInAnyOrder)
             lines[13 + j].replace(there, std::string::npos, first);
         }
     });
-    EXPECT_EQ(careful(runOnData(withoutGnuplot).out, "Lanczos3"), rows);
+    EXPECT_EQ(careful(runOnData().out, "Lanczos3"), rows);
 }
 
 TEST_F(FitReferenceData, SaysWhatToInstallWhereGnuplotIsMissing)
 {
-    const Outcome outcome = runOnData(withoutGnuplot);
+    const Outcome outcome = runOnData();
     EXPECT_EQ(outcome.status, EXIT_FAILURE);
     EXPECT_NE(outcome.err.find("install the package gnuplot-nox"), std::string::npos)
         << outcome.err;
@@ -188,7 +164,7 @@ TEST_F(FitReferenceData, DrawsThePictureAndSaysWhere)
 {
     if (!gnuplotIsThere())
         GTEST_SKIP() << "gnuplot is not installed";
-    const Outcome outcome = runOnData();
+    const Outcome outcome = runOnData("");
     const fs::path picture = folder / "out/fit_reference_data.png";
     EXPECT_EQ(outcome.status, EXIT_SUCCESS) << outcome.err;
     EXPECT_NE(outcome.out.find("picture: " + picture.string() + '\n'), std::string::npos);
@@ -200,7 +176,7 @@ TEST_F(FitReferenceData, DrawsThePictureAndSaysWhere)
 
 TEST_F(FitReferenceData, DrawsOnePanelASetWithAllItsObservations)
 {
-    runOnData(withoutGnuplot);
+    runOnData();
     const std::string script = contents(folder / "out/fit_reference_data.gp");
     for (const Model &model : models) {
         const size_t title = script.find("set title '" + std::string(model.set) + '\'');
@@ -248,7 +224,7 @@ TEST_F(FitReferenceData, SaysWhenTheOutputCannotBeWrittenAndStillClosesWithItsLi
 
 TEST_F(FitReferenceData, ShowsProgressOnATerminalAndNotInAPipe)
 {
-    EXPECT_EQ(runOnData(withoutGnuplot).err.find('\r'), std::string::npos);
+    EXPECT_EQ(runOnData().err.find('\r'), std::string::npos);
 
     const int terminal = posix_openpt(O_RDWR | O_NOCTTY);
     ASSERT_GE(terminal, 0);

@@ -1,6 +1,8 @@
 // A program run in a folder of its own, and text files to feed it.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
@@ -79,5 +81,43 @@ inline Outcome runProgram(const fs::path &program, const std::string &arguments,
     const int status = std::system(command.c_str());
     return {WEXITSTATUS(status), contents(folder / "stdout"), contents(folder / "stderr")};
 }
+
+// A program and a folder of its own for each test, with a copy of the data, a file or a folder,
+// that the test may spoil.
+class ProgramOnData : public testing::Test
+{
+  protected:
+    ProgramOnData(const fs::path &itsProgram, const fs::path &original)
+        : program(itsProgram), folder(makeFolder("kmath-example")), data(folder / "data")
+    {
+        fs::copy(original, data);
+    }
+    ~ProgramOnData() override { fs::remove_all(folder); }
+
+    Outcome run(const std::string &arguments, const std::string &environment = "") const
+    {
+        return runProgram(program, arguments, folder, environment);
+    }
+
+    Outcome runOnData(const std::string &environment = withoutGnuplot) const
+    {
+        return run(quoted(data) + ' ' + quoted(folder / "out"), environment);
+    }
+
+    // What the program says when it cannot use the data.
+    std::string complaint(const std::string &environment = withoutGnuplot) const
+    {
+        const Outcome outcome = runOnData(environment);
+        EXPECT_EQ(outcome.status, EXIT_FAILURE);
+        EXPECT_EQ(outcome.out, "");
+        EXPECT_FALSE(fs::exists(folder / "out"));
+        EXPECT_EQ(linesOf(outcome.err).size(), 1u) << outcome.err;
+        return outcome.err;
+    }
+
+    const fs::path program;
+    const fs::path folder;
+    const fs::path data;
+};
 
 } // namespace programs
