@@ -86,3 +86,21 @@ template <class Vector> Forwarded<Vector, kstd_vector_> genericHandle(Vector **h
 
 #define KSTD_STAMP "containers/vector_operations.inc"
 #include <kmath/vector_types.h>
+
+// What one type has beyond the others.
+
+kmath_status kstd_vector_kmath_vect3_assignVect3F(kstd_vector_kmath_vect3 *vector,
+                                                  const kstd_vector_kmath_vect3F *source)
+{
+    KMATH_ASSERT(vector && source);
+
+    kmath_vect3 *wide;
+    const kmath_vect3F *narrow;
+    size_t n;
+    RETURN_IF_FAILED(kstd_vector_kmath_vect3F_getBeginSizeConst(source, &narrow, &n));
+    RETURN_IF_FAILED(kstd_vector_kmath_vect3_resize(vector, n));
+    RETURN_IF_FAILED(kstd_vector_kmath_vect3_getBegin(vector, &wide));
+    for (size_t i = 0; i < n; ++i)
+        wide[i] = {narrow[i].x, narrow[i].y, narrow[i].z};
+    return KMATH_OK;
+}

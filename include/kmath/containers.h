@@ -24,8 +24,29 @@
 
 #include <kmath/nmmatrix.h>
 #include <kmath/platform.h>
+#include <kmath/vectors.h>
+#include <kmath/xform3.h>
 
 #define KSTD_STAMP <kmath/vector_operations.h>
 #include <kmath/vector_types.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/**
+ * Makes a vector of points hold those of a single-precision one, each component
+ * widened exactly.
+ *
+ * @param[in,out] vector  resized to the source's size; on failure it keeps its points
+ * @param[in]     source  any size
+ * @return KMATH_OK or the status of a failing allocation
+ */
+KMATH_API kmath_status kstd_vector_kmath_vect3_assignVect3F(kstd_vector_kmath_vect3 *vector,
+                                                            const kstd_vector_kmath_vect3F *source);
+
+#ifdef __cplusplus
+}
+#endif
 
 #endif
