@@ -30,9 +30,15 @@ extern "C" {
 
 /** A 3×3 matrix, row-major. */
 typedef struct kmath_matrix3 {
-    double m00, m01, m02; /**< row 0 */
-    double m10, m11, m12; /**< row 1 */
-    double m20, m21, m22; /**< row 2 */
+    double m00; /**< row 0, column 0 */
+    double m01; /**< row 0, column 1 */
+    double m02; /**< row 0, column 2 */
+    double m10; /**< row 1, column 0 */
+    double m11; /**< row 1, column 1 */
+    double m12; /**< row 1, column 2 */
+    double m20; /**< row 2, column 0 */
+    double m21; /**< row 2, column 1 */
+    double m22; /**< row 2, column 2 */
 } kmath_matrix3;
 
 /**

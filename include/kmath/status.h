@@ -17,10 +17,11 @@
 #include <stddef.h>
 #include <stdint.h>
 
-#define KMATH_VERSION_MAJOR 1
-#define KMATH_VERSION_MINOR 0
-#define KMATH_VERSION_PATCH 0
+#define KMATH_VERSION_MAJOR 1 /**< raised with every changed record or signature */
+#define KMATH_VERSION_MINOR 0 /**< raised with every addition */
+#define KMATH_VERSION_PATCH 0 /**< raised with every correction */
 
+/** Marks what the library exports. */
 #if defined(__GNUC__)
 #define KMATH_API __attribute__((visibility("default")))
 #else

@@ -1,0 +1,21 @@
+# make.sh SOURCE_DIR CC DOXYGEN OUTPUT_DIR
+# Makes the reference of the public headers in OUTPUT_DIR: html/index.html for people, xml/ for the
+# test. A docstring that is missing, or at odds with its function, is an error.
+set -eu
+source=$1 cc=$2 doxygen=$3 output=$4
+here=$source/docs/reference
+
+sh "$here/stamp.sh" "$source/include" "$cc" "$output/stamped"
+rm -rf "$output/html" "$output/xml"
+version=$(awk '/define KMATH_VERSION_[A-Z]+ [0-9]/ { printf "%s%s", dot, $3; dot = "." }' \
+    "$source/include/kmath/status.h")
+cd "$here"
+{
+    cat Doxyfile
+    echo "PROJECT_NUMBER = $version"
+    echo "INPUT = main_page.md \"$source/include\" \"$output/stamped\""
+    echo "EXCLUDE_PATTERNS = */vector_types.h */*_operations.h"
+    echo "STRIP_FROM_INC_PATH = \"$source/include\""
+    echo "RECURSIVE = YES"
+    echo "OUTPUT_DIRECTORY = \"$output\""
+} | "$doxygen" -
