@@ -24,6 +24,7 @@
 
 #include <kmath/nmmatrix.h>
 #include <kmath/platform.h>
+#include <kmath/type_checks.h>
 #include <kmath/vectors.h>
 #include <kmath/xform3.h>
 

@@ -17,6 +17,7 @@
 #include <kmath/solvers.h>
 #include <kmath/status.h>
 #include <kmath/sub_block.h>
+#include <kmath/type_checks.h>
 #include <kmath/vectors.h>
 #include <kmath/xform3.h>
 
