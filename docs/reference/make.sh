@@ -9,13 +9,14 @@ sh "$here/stamp.sh" "$source/include" "$cc" "$output/stamped"
 rm -rf "$output/html" "$output/xml"
 version=$(awk '/define KMATH_VERSION_[A-Z]+ [0-9]/ { printf "%s%s", dot, $3; dot = "." }' \
     "$source/include/kmath/status.h")
-cd "$here"
+{ cat "$here/main_page.md"; sed -n '/^| header /,/^$/p' "$source/README.md"; } >"$output/main_page.md"
 {
-    cat Doxyfile
+    cat "$here/Doxyfile"
     echo "PROJECT_NUMBER = $version"
-    echo "INPUT = main_page.md \"$source/include\" \"$output/stamped\""
+    echo "INPUT = \"$output/main_page.md\" \"$source/include\" \"$output/stamped\""
+    echo "USE_MDFILE_AS_MAINPAGE = \"$output/main_page.md\""
     echo "EXCLUDE_PATTERNS = */vector_types.h */*_operations.h"
-    echo "STRIP_FROM_INC_PATH = \"$source/include\""
+    echo "STRIP_FROM_PATH = \"$source/include\" \"$output/stamped\""
     echo "RECURSIVE = YES"
     echo "OUTPUT_DIRECTORY = \"$output\""
 } | "$doxygen" -

@@ -30,6 +30,7 @@ refuses() {
     mkdir -p "$work/source/docs"
     cp -r "$source/include" "$work/source"
     cp -r "$source/docs/reference" "$work/source/docs"
+    cp "$source/README.md" "$work/source"
     sed "$2" "$source/include/kmath/$1" >"$work/source/include/kmath/$1"
     if cmp -s "$source/include/kmath/$1" "$work/source/include/kmath/$1"; then
         echo "nothing to spoil in $1"
