@@ -14,6 +14,17 @@ inline bool hasShape(const kmath_nmmatrix &matrix, std::int32_t rows, std::int32
     return matrix.rows && matrix.nRows == rows && matrix.nCols == cols;
 }
 
+/// True for a record with a system, set without a failure. After a setting call that ran out of
+/// memory some matrix has no storage, and those that would have been sized after it may be smaller
+/// than the callbacks take them to be. Jacobian, gradient, normal matrix and step are otherwise the
+/// strategy functions' own affair.
+inline bool hasSystem(const kmath_levmarqsolve &s)
+{
+    return s.nResiduals >= 1 && s.nParams >= 1 && hasShape(s.params, 1, s.nParams) &&
+           hasShape(s.residuals, 1, s.nResiduals) && (s.jacobian.rows || !s.allocJacobian) &&
+           s.normalMatrix.rows && s.gradient.rows && s.step.rows;
+}
+
 /// What an indexed callback is told; by default that every residual is wanted.
 struct Evaluation {
     std::int32_t paramIndex = -1;
