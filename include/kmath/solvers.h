@@ -1,7 +1,7 @@
 /**
  * @file
- * Nonlinear least squares: the Levenberg–Marquardt solver record, its
- * minimization loop and its replaceable strategy functions.
+ * Nonlinear least squares: the Levenberg–Marquardt solver record, its two
+ * minimization loops and its replaceable strategy functions.
  *
  * Minimizes the cost Σ r_k(p)², the sum of the squared residuals without root
  * or factor ½, over the parameters p. Parameters, residuals, gradient and step
@@ -11,8 +11,8 @@
  *
  * The caller owns the record: kmath_levmarqsolve_construct fills it with
  * defaults, a setting call gives it the problem, the tuning fields are written
- * directly, kmath_levmarqsolve_minimize runs, params is read, and
- * kmath_levmarqsolve_destruct releases its matrices. It holds matrices that
+ * directly, kmath_levmarqsolve_minimize or kmath_linsolve_minimize runs, params is
+ * read, and kmath_levmarqsolve_destruct releases its matrices. It holds matrices that
  * point into themselves, so it is copied by kmath_levmarqsolve_assign, never
  * bytewise. It keeps the callbacks and userData, which stay the caller's, until
  * it is set again or destructed.
@@ -293,6 +293,33 @@ KMATH_API kmath_status kmath_levmarqsolve_setSysIJ(kmath_levmarqsolve *solver,
  *      SIAM J. Appl. Math. 11 (1963); Nocedal & Wright, Numerical Optimization, §10.3
  */
 KMATH_API kmath_status kmath_levmarqsolve_minimize(kmath_levmarqsolve *solver, double *finalCost);
+
+/**
+ * Moves params to a local minimum of the cost Σ r_k², by linear solves alone.
+ *
+ * kmath_levmarqsolve_minimize with four differences:
+ * - a step comes from kmath_nmmatrix_solve on the damped normal equations
+ *   (N + λI)·δ = g; compSearchDir is not called and may be null;
+ * - there is no fallback: when that solve fails, for whatever reason, a failing
+ *   allocation included, the call ends with KMATH_OK, params the last accepted ones
+ *   and *finalCost their cost;
+ * - a rejected try multiplies λ by 12, not by 10;
+ * - lambda is read and never written: every call starts from the caller's.
+ *
+ * A normal matrix that is singular or beyond maxConditionNumber in spite of its
+ * damping thus leaves params where they are, which the status does not tell.
+ * normalMatrix comes back undamped, up to rounding. All else, the tuning fields, the
+ * other ends and what a failure leaves behind, is as described there.
+ *
+ * @param[in,out] solver     a record with a system
+ * @param[out]    finalCost  cost as above, square of the residuals' unit
+ * @return KMATH_OK; KMATH_ERR_BAD_DIMENSIONS, before any callback, without a system
+ *         (nResiduals or nParams below 1) or with one whose setting call failed;
+ *         KMATH_ERR_FAILED when an iteration finds compJacobian null; or the failure of
+ *         a callback or of a matrix operation other than the solve
+ * @see kmath_levmarqsolve_minimize, kmath_nmmatrix_solve
+ */
+KMATH_API kmath_status kmath_linsolve_minimize(kmath_levmarqsolve *solver, double *finalCost);
 
 /**
  * Step δ of the damped normal equations (N + λI)·δ = g.
