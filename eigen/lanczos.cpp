@@ -286,7 +286,8 @@ double Lanczos::residualNorm() const
 
 bool Lanczos::holdsAllCopies()
 {
-    if (!brokeDown)
+    // A basis of the whole space leaves nothing out.
+    if (!brokeDown || plan.p == plan.n)
         return true;
     const double *now = theta.rows[0];
     const double scale = std::max(std::fabs(now[0]), std::fabs(now[plan.p - 1]));
