@@ -4,33 +4,15 @@
 // operation of its name with the element's size and operations.
 #include <kmath/containers.h>
 
+#include "containers/stamping.hpp"
 #include "platform/check.hpp"
 
 #include <type_traits>
 
+using namespace kmath;
+
 namespace
 {
-
-// The table of an element type with operations of its own.
-template <class T, kmath_status (*ConstructEmpty)(T *),
-          kmath_status (*ConstructCopy)(T *, const T *), kmath_status (*Assign)(T *, const T *),
-          kmath_status (*Destruct)(T *)>
-constexpr kstd_vectorEtable operationsFrom = {
-    [](void *element) { return ConstructEmpty(static_cast<T *>(element)); },
-    [](void *element, const void *source) {
-        return ConstructCopy(static_cast<T *>(element), static_cast<const T *>(source));
-    },
-    [](void *element, const void *source) {
-        return Assign(static_cast<T *>(element), static_cast<const T *>(source));
-    },
-    [](void *element) { return Destruct(static_cast<T *>(element)); }, nullptr};
-
-// Elements are plain memory unless said otherwise, here or where a vector becomes an element.
-template <class T> constexpr kstd_vectorEtable operationsOf = {};
-
-template <> constexpr kstd_vectorEtable operationsOf<kmath_nmmatrix> =
-    operationsFrom<kmath_nmmatrix, kmath_nmmatrix_construct, kmath_nmmatrix_constructCopy,
-                   kmath_nmmatrix_assign, kmath_nmmatrix_destruct>;
 
 // An element's compareEqual as the generic vector calls it.
 template <class T, kmath_status (*CompareEqual)(const T *, const T *, uint32_t *)>
@@ -49,24 +31,6 @@ template <class Vector> const kstd_vector_ *generic(const Vector *vector)
 {
     return reinterpret_cast<const kstd_vector_ *>(vector);
 }
-
-// A caller's typed pointer for the length of one generic call, which sets an untyped one.
-template <class T, class Untyped> class Forwarded
-{
-  public:
-    Forwarded(T **pointer, T *value) : typed(pointer), untyped(reinterpret_cast<Untyped *>(value))
-    {
-        KMATH_ASSERT(typed);
-    }
-    Forwarded(const Forwarded &) = delete;
-    Forwarded &operator=(const Forwarded &) = delete;
-    ~Forwarded() { *typed = reinterpret_cast<T *>(untyped); }
-    operator Untyped **() { return &untyped; }
-
-  private:
-    T **typed;
-    Untyped *untyped;
-};
 
 template <class T> using Memory = std::conditional_t<std::is_const_v<T>, const void, void>;
 

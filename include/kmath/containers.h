@@ -1,6 +1,7 @@
 /**
  * @file
- * Typed vectors: growable runs of the library's records.
+ * Typed vectors: growable runs of the library's records, and objects that share
+ * them between components.
  *
  * Every element type T has a vector kstd_vector_T, whose operations are those of
  * vector_operations.h under its own name. Positions count from 0. A vector owns
@@ -18,6 +19,14 @@
  * vector, KMATH_ERR_NO_MEMORY or the status of a failing memory table, and
  * whatever constructing, copying or destructing an element gives. A null vector,
  * handle or result pointer is reported to kstd_assert_, never through the status.
+ *
+ * Every vector has a shareable twin, kstd_vector_TShareable, with the operations of
+ * shareable_operations.h: an object that holds such a vector and knows its own
+ * name. A component may pass it on as a kxObject to another one that does not know
+ * the type, and that one asks for the interface it needs by name. Objects are
+ * allocated and live behind a handle, a pointer of the caller's. There is no count
+ * of references: an object has one owner at a time, and whoever has it last
+ * deletes it, through the typed handle or as a kstd_vectorShareable.
  */
 #ifndef KMATH_CONTAINERS_H
 #define KMATH_CONTAINERS_H
@@ -29,6 +38,9 @@
 #include <kmath/xform3.h>
 
 #define KSTD_STAMP <kmath/vector_operations.h>
+#include <kmath/vector_types.h>
+
+#define KSTD_STAMP <kmath/shareable_operations.h>
 #include <kmath/vector_types.h>
 
 #ifdef __cplusplus

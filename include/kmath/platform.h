@@ -1,7 +1,9 @@
 /**
  * @file
  * Services that a host may replace: the assertion hook, memory, the clean-up
- * stack, the job library, and the generic, double and flag vectors.
+ * stack, the job library, the generic, double and flag vectors, and objects that
+ * can be handed over and asked for their interface, with the shareable vector
+ * among them.
  *
  * Each service is exported and weak. A host replaces one by defining a function
  * of the same name and signature in an object of its own. The defaults keep no
@@ -11,16 +13,20 @@
  * too, several at once, and have to bear it.
  *
  * A null pointer where a record, a block address or a result is required is
- * reported to kstd_assert_, never through the status. Objects are constructed in
+ * reported to kstd_assert_, never through the status. Records are constructed in
  * storage that the caller provides; once constructed they may be destructed more
- * than once. Counts of elements are size_t and positions count from 0; job counts
- * are int32_t. An argument may point into the vector that it is added to; other
- * arguments of one call are distinct objects.
+ * than once. Shareable vectors, and vectors made by a function named new, are
+ * allocated instead and live behind a handle, a pointer of the caller's. Counts of
+ * elements are size_t and positions count from 0; job counts are int32_t. An
+ * argument may point into the vector that it is added to; other arguments of one
+ * call are distinct objects.
  */
 #ifndef KMATH_PLATFORM_H
 #define KMATH_PLATFORM_H
 
 #include <kmath/status.h>
+
+#include <stddef.h>
 
 #ifdef __cplusplus
 extern "C" {
@@ -512,6 +518,118 @@ KMATH_API kmath_status kstd_vectorb_getBegin(const kstd_vectorb *vector, int32_t
 
 /** The number of flags; above INT32_MAX KMATH_ERR_FAILED, with INT32_MAX as the number. */
 KMATH_API kmath_status kstd_vectorb_getSize(const kstd_vectorb *vector, int32_t *size);
+
+/* Objects.
+
+   An object begins with the address of its interface table. It can be passed on as a kxObject to
+   code that knows it by the names of its interfaces only, and asked there for the one that is
+   wanted. Names are compared character by character. Tables must outlive their objects. */
+
+/** The header of every object. */
+typedef struct kxObject {
+    const struct kxObjectInterface *table; /**< what the object can be asked */
+} kxObject;
+
+/** What every object can be asked; the interface tables of all kinds begin with it. */
+typedef struct kxObjectInterface {
+    /** As kxObject_queryInterfaceByTypename; a name that is not its own ends with …Final. */
+    kmath_status (*queryInterfaceByTypename_)(kxObject *object, const wchar_t *name, void **result);
+    /** As kxObject_getTypename. */
+    kmath_status (*getTypename)(const kxObject *object, const wchar_t **name);
+} kxObjectInterface;
+
+/** The name of an object's own interface, through its table; the string belongs to the object. */
+KMATH_API kmath_status kxObject_getTypename(const kxObject *object, const wchar_t **name);
+
+/**
+ * Asks an object, through its table, for the interface of a name.
+ *
+ * @param[in]  object  the object, or null
+ * @param[in]  name    such as L"kstd_vectorShareable"
+ * @param[out] result  the object as the record of that name, still owned by whoever owns it; null
+ *                     for a name that it does not know, and for a null object
+ * @return KMATH_OK, for an unknown name too, or what the table's own function gives
+ */
+KMATH_API kmath_status kxObject_queryInterfaceByTypename(kxObject *object, const wchar_t *name,
+                                                         void **result);
+
+/** The last to be asked: knows the name L"kxObject" only, and does not use the table. */
+KMATH_API kmath_status kxObject_queryInterfaceByTypenameFinal(kxObject *object, const wchar_t *name,
+                                                              void **result);
+
+/* Shareable vectors: objects that hold a generic vector.
+
+   What the typed ones of containers.h stand on, and how code sees them that does not know their
+   elements. The memory of an object and of its elements comes from the memory service, whatever
+   memory table a source has. */
+
+/** The interface table of a shareable vector. */
+typedef struct kstd_vectorShareableInterface {
+    kxObjectInterface object;          /**< what every object can be asked */
+    const kstd_vectorEtable *elements; /**< element operations; null for plain memory */
+} kstd_vectorShareableInterface;
+
+/** An object that holds a growable run of elements of one size. */
+typedef struct kstd_vectorShareable {
+    kxObject object;     /**< the header; its table is a kstd_vectorShareableInterface */
+    kstd_vector_ vector; /**< the elements; the generic operations take its address */
+} kstd_vectorShareable;
+
+/**
+ * Allocates an object with a vector of n empty elements.
+ *
+ * @param[out] handle       the object; null on failure. What it held before is not looked at.
+ * @param[in]  table        the object's interface
+ * @param[in]  elementSize  bytes of one element
+ * @param[in]  etable       element operations; null for plain memory
+ * @param[in]  n            number of elements
+ * @return KMATH_OK, KMATH_ERR_NO_MEMORY or the status of constructing an element
+ */
+KMATH_API kmath_status kstd_vectorShareable_construct(kstd_vectorShareable **handle,
+                                                      const kstd_vectorShareableInterface *table,
+                                                      size_t elementSize,
+                                                      const kstd_vectorEtable *etable, size_t n);
+
+/** Allocates a copy of an object, with its interface; otherwise as construct. */
+KMATH_API kmath_status kstd_vectorShareable_constructCopy(kstd_vectorShareable **handle,
+                                                          const kstd_vectorShareable *source);
+
+/** Allocates an object with a copy of a vector; otherwise as construct. */
+KMATH_API kmath_status kstd_vectorShareable_constructVector(
+    kstd_vectorShareable **handle, const kstd_vectorShareableInterface *table,
+    const kstd_vector_ *source);
+
+/**
+ * Puts a new object without elements into a handle; what the handle holds is deleted first, and it
+ * is null on failure. It must be null before its first use.
+ */
+KMATH_API kmath_status kstd_vectorShareable_new(kstd_vectorShareable **handle,
+                                                const kstd_vectorShareableInterface *table,
+                                                size_t elementSize,
+                                                const kstd_vectorEtable *etable);
+
+/**
+ * Puts a new copy of an object into a handle; what the handle holds is deleted first. A null source
+ * only deletes, and a handle of the source itself stays as it is. On failure the handle is null.
+ */
+KMATH_API kmath_status kstd_vectorShareable_newClone(kstd_vectorShareable **handle,
+                                                     const kstd_vectorShareable *source);
+
+/** Destructs the object that a handle holds, frees it and sets the handle to null. */
+KMATH_API kmath_status kstd_vectorShareable_delete(kstd_vectorShareable **handle);
+
+/** As kxObject_queryInterfaceByTypename. */
+KMATH_API kmath_status kstd_vectorShareable_queryInterfaceByTypename(kstd_vectorShareable *object,
+                                                                     const wchar_t *name,
+                                                                     void **result);
+
+/**
+ * Where a table's own function goes on with a name that is not its own: knows the name
+ * L"kstd_vectorShareable" and otherwise ends with kxObject_queryInterfaceByTypenameFinal. Does not
+ * use the table.
+ */
+KMATH_API kmath_status kstd_vectorShareable_queryInterfaceByTypenameFinal(
+    kstd_vectorShareable *object, const wchar_t *name, void **result);
 
 #ifdef __cplusplus
 }
