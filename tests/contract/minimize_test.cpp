@@ -16,73 +16,23 @@ using support::assertedLine;
 using support::Matrix;
 using support::sameBits;
 using textbook::allShapes;
+using textbook::always;
 using textbook::Call;
+using textbook::decay;
+using textbook::deficient;
+using textbook::Evaluate;
+using textbook::hopeless;
+using textbook::linear;
+using textbook::powellSingular;
 using textbook::Problem;
+using textbook::rosenbrock;
 using textbook::Shape;
 using textbook::Solver;
+using textbook::tune;
+using textbook::Tuning;
 
 constexpr double nan = std::numeric_limits<double>::quiet_NaN();
 constexpr auto custom = static_cast<kmath_status>(0x80001234u);
-
-using Evaluate = std::function<kmath_status(const double *, double *, const Call &)>;
-
-Evaluate always(const std::function<void(const double *, double *)> &residuals)
-{
-    return [residuals](const double *p, double *r, const Call &) {
-        residuals(p, r);
-        return KMATH_OK;
-    };
-}
-
-// The problems.
-
-Problem rosenbrock()
-{
-    return {2, {-1.2, 1.0}, always([](const double *p, double *r) {
-                r[0] = 10.0 * (p[1] - p[0] * p[0]);
-                r[1] = 1.0 - p[0];
-            })};
-}
-
-Problem powellSingular()
-{
-    return {4, {3, -1, 0, 1}, always([](const double *p, double *r) {
-                r[0] = p[0] + 10 * p[1];
-                r[1] = std::sqrt(5.0) * (p[2] - p[3]);
-                r[2] = (p[1] - 2 * p[2]) * (p[1] - 2 * p[2]);
-                r[3] = std::sqrt(10.0) * (p[0] - p[3]) * (p[0] - p[3]);
-            })};
-}
-
-/// y = a·exp(−b·x) + c on twenty points with a disturbance.
-Problem decay()
-{
-    return {20, {1.0, 5.0, 0.0}, always([](const double *p, double *r) {
-                for (int k = 0; k < 20; ++k) {
-                    const double x = 0.1 * k;
-                    r[k] = p[0] * std::exp(-p[1] * x) + p[2] -
-                           (2.5 * std::exp(-1.3 * x) + 0.5 + 0.01 * std::sin(17.0 * k));
-                }
-            })};
-}
-
-Problem linear()
-{
-    return {6, {0, 0}, always([](const double *p, double *r) {
-                for (int k = 0; k < 6; ++k)
-                    r[k] = p[0] + p[1] * k - (1.0 + 2.0 * k + (k % 2 ? 0.25 : -0.25));
-            })};
-}
-
-/// The second parameter has no effect, the third copies the first.
-Problem deficient()
-{
-    return {3, {2, 7, 1}, always([](const double *p, double *r) {
-                r[0] = p[0] + p[2] - 1;
-                r[1] = (p[0] + p[2]) * (p[0] + p[2]) - 1;
-                r[2] = std::sin(p[0] + p[2]);
-            })};
-}
 
 /// Beyond 2.5 the residual is not a number.
 Problem cliff()
@@ -213,13 +163,6 @@ class NaiveMinimizer
     std::vector<double> step;
 };
 
-struct Tuning {
-    double lambda = 0.01;
-    int maxIterations = 100, maxTries = 15;
-    double jacobianStep = 1e-8, maxConditionNumber = 1e20, decreaseTolerance = 1e-15,
-           costTolerance = 1e-15;
-};
-
 const Tuning tunings[] = {{},
                           {.lambda = 1e-12},
                           {.lambda = 1e6},
@@ -233,17 +176,6 @@ const Tuning tunings[] = {{},
                           {.lambda = 0.0, .maxIterations = 20, .maxConditionNumber = 1e3},
                           {.decreaseTolerance = 1e-2},
                           {.costTolerance = 0.5}};
-
-void tune(Solver &s, const Tuning &t)
-{
-    s->lambda = t.lambda;
-    s->maxIterations = t.maxIterations;
-    s->maxTries = t.maxTries;
-    s->jacobianStep = t.jacobianStep;
-    s->maxConditionNumber = t.maxConditionNumber;
-    s->decreaseTolerance = t.decreaseTolerance;
-    s->costTolerance = t.costTolerance;
-}
 
 TEST(MinimizeRules, FollowsTheLoopInEveryBit)
 {
@@ -395,12 +327,6 @@ TEST(MinimizeRules, AnEqualCostIsAcceptedAndEndsTheCall)
     EXPECT_EQ(finalCost, 9.0);
     EXPECT_TRUE(sameBits(s->lambda, 0.01 * 0.1));
     EXPECT_EQ(jacobianCalls, 1);
-}
-
-/// Residual 1 at the start, 2 anywhere else: every try is rejected.
-Problem hopeless()
-{
-    return {1, {2.0}, always([](const double *p, double *r) { r[0] = p[0] == 2.0 ? 1.0 : 2.0; })};
 }
 
 TEST(MinimizeRules, RejectedTriesRaiseTheDampingTenfoldAndKeepTheParameters)
