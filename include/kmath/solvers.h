@@ -1,7 +1,8 @@
 /**
  * @file
  * Nonlinear least squares: the Levenberg–Marquardt solver record, its two
- * minimization loops and its replaceable strategy functions.
+ * minimization loops and its replaceable strategy functions. Smooth functions:
+ * conjugate gradients.
  *
  * Minimizes the cost Σ r_k(p)², the sum of the squared residuals without root
  * or factor ½, over the parameters p. Parameters, residuals, gradient and step
@@ -16,6 +17,12 @@
  * point into themselves, so it is copied by kmath_levmarqsolve_assign, never
  * bytewise. It keeps the callbacks and userData, which stay the caller's, until
  * it is set again or destructed.
+ *
+ * A smooth scalar function, which need not be a sum of squares, is minimized by
+ * kmath_frprmn: conjugate gradients from the function and its gradient. Its
+ * vectors are kmath_nvector whose elements are counted from 1: variable i of n is
+ * data[i], and the spare element data[0] is not used. The caller owns its record,
+ * too: construct, setup, minimize, destruct.
  *
  * Every callback returns a status. A failure ends the call that made it and is
  * passed out unchanged; an exception passes through, with everything released.
@@ -376,6 +383,125 @@ KMATH_API kmath_status kmath_levmarqsolve_compnumericjacob(
     kmath_levmarqsolve *solver, const kmath_nmmatrix *params, const kmath_nmmatrix *residuals,
     kmath_nmmatrix *jacobian, kmath_nmmatrix *gradient, kmath_nmmatrix *normalMatrix,
     void *userData);
+
+/* Conjugate gradients: variables are counted from 1. */
+
+/**
+ * f(x): evaluates the function that kmath_frprmn_minimize minimizes.
+ *
+ * @param[in]  point     x in elements 1 … n; it may be longer where the start was
+ * @param[out] value     f(x)
+ * @param[in]  userData  the record's
+ * @return KMATH_OK, or a failure that ends the calling function
+ */
+typedef kmath_status (*kmath_frprmn_func)(const kmath_nvector *point, double *value,
+                                          void *userData);
+
+/**
+ * ∇f(x): evaluates the gradient.
+ *
+ * @param[in]  point     x in elements 1 … n; it may be longer where the start was
+ * @param[out] gradient  elements 1 … n are to be filled; already sized, not to be resized; it comes
+ *                       with what was in it before
+ * @param[in]  userData  the record's
+ * @return KMATH_OK, or a failure that ends the calling function
+ */
+typedef kmath_status (*kmath_frprmn_dfunc)(const kmath_nvector *point, kmath_nvector *gradient,
+                                           void *userData);
+
+/** A smooth function of n variables, the tuning of its minimization and its work vectors. */
+typedef struct kmath_frprmn {
+    int32_t n;                /**< number of variables */
+    int32_t iterations;       /**< number of the last iteration started, 0 after setup */
+    double ftol;              /**< relative tolerance of the minimum and of each line search */
+    kmath_frprmn_func func;   /**< the function */
+    kmath_frprmn_dfunc dfunc; /**< its gradient */
+    kmath_nvector p;          /**< the current point */
+    kmath_nvector g;          /**< minus the previous gradient */
+    kmath_nvector h;          /**< the previous conjugate direction */
+    kmath_nvector xi;         /**< gradient, then search direction, then the step taken */
+    kmath_nvector pcom;       /**< origin of the line search */
+    kmath_nvector xicom;      /**< direction of the line search */
+    void *userData;           /**< handed to both callbacks */
+    int32_t maxIterations;    /**< cap on iterations, each with one line search */
+    double goldenSection;     /**< fraction that a golden step of the line search takes */
+    double zeps;              /**< absolute tolerance of the line search, for a minimum at 0 */
+    double eps;               /**< small term of the convergence test, for a minimum of value 0 */
+} kmath_frprmn;
+
+/**
+ * A record with the default tuning, no function and empty vectors.
+ *
+ * maxIterations 200, goldenSection 0.381966, zeps and eps 1e-10; everything else is 0 or null.
+ *
+ * @param[out] solver  the record, in storage of the caller
+ * @return KMATH_OK
+ */
+KMATH_API kmath_status kmath_frprmn_construct(kmath_frprmn *solver);
+
+/**
+ * Releases the record's vectors and leaves them empty.
+ *
+ * @param[in,out] solver  a constructed record
+ * @return KMATH_OK
+ */
+KMATH_API kmath_status kmath_frprmn_destruct(kmath_frprmn *solver);
+
+/**
+ * Sets the function, the start point and the tolerance, and sizes the work vectors.
+ *
+ * The tuning fields stay. n is not checked here: kmath_frprmn_minimize refuses what does not fit.
+ * After a failure the function, n and the tolerance are stored and the vectors partly sized.
+ *
+ * @param[in,out] solver    a constructed record
+ * @param[in]     func      the function
+ * @param[in]     dfunc     its gradient
+ * @param[in]     n         number of variables, ≥ 0
+ * @param[in]     start     x in elements 1 … n, copied whole; may be longer than n; may be a vector
+ *                          of the record, so that a search goes on from the record's p
+ * @param[in]     ftol      dimensionless, ≥ 0; relative decrease of the function by which one
+ *                          iteration must not fall short, and relative precision of the place on
+ *                          each line, where √ε ≈ 1e-8 is the best that can be had
+ * @param[in]     userData  handed to both callbacks; may be null
+ * @return KMATH_OK, KMATH_ERR_BAD_DIMENSIONS for a negative n that is not already the length of
+ *         every work vector, or the status of a failing allocation
+ */
+KMATH_API kmath_status kmath_frprmn_setup(kmath_frprmn *solver, kmath_frprmn_func func,
+                                          kmath_frprmn_dfunc dfunc, int32_t n,
+                                          const kmath_nvector *start, double ftol, void *userData);
+
+/**
+ * A local minimum of f by conjugate gradients from p: d ← −∇f + γ·d with γ = Δ∇f·∇f / |∇f_old|².
+ *
+ * An iteration searches the line p + x·d. The minimum is bracketed downhill from x = 0 and 1 in
+ * steps of the golden ratio, or as parabolas lead, and narrowed by Brent's method to
+ * ftol·|x| + zeps. p moves there, and the iteration ends with KMATH_OK when the minimum has changed
+ * by 2·|f − f_old| ≤ ftol·(|f| + |f_old| + eps), or when the gradient before the step was exactly
+ * 0.
+ *
+ * KMATH_ERR_BAD_DIMENSIONS reports, too, that maxIterations did not suffice, or that a line search
+ * did not end: Brent's method after 100 iterations, the bracket after 10000 steps, which only a
+ * function with a memory takes. Where a function has no minimum on the line, or is not a number
+ * there, the search ends in one of these ways, or on what value it has met. p then stands where
+ * the last complete line search left it, also after a failing callback.
+ *
+ * The callbacks are to leave the record's vectors alone. Every evaluation on a line has a point of
+ * its own; there is no other allocation in the iteration.
+ *
+ * @param[in,out] solver  a record after setup; iterations counts, p moves
+ * @param[in,out] result  p on success, otherwise as it was; may be the record's p, which moves in
+ *                        any case, but no other of its vectors
+ * @param[out]    fret    f at p; after a failure the value of the last line search that ended or
+ *                        ran into its 100 iterations, if there was one
+ * @return KMATH_OK; KMATH_ERR_BAD_DIMENSIONS as above, before any callback for a negative n or one
+ *         above the length of the start or of a work vector, as a failing setup leaves them, or
+ *         for a dfunc that resizes the gradient; KMATH_ERR_FAILED without both callbacks; the
+ *         failure of a callback; or that of a failing allocation
+ * @see Polak & Ribière, Rev. Fr. Inform. Rech. Opér. 16 (1969); Brent, Algorithms for Minimization
+ *      without Derivatives, chapter 5; Press et al., Numerical Recipes, §10.1–10.2 and §10.6
+ */
+KMATH_API kmath_status kmath_frprmn_minimize(kmath_frprmn *solver, kmath_nvector *result,
+                                             double *fret);
 
 #ifdef __cplusplus
 }
