@@ -1,6 +1,6 @@
 # install.sh BUILD_DIR CLIENT_DIR WORK_DIR CC CFLAGS
 # Installs the library, moves the tree elsewhere, and builds and runs C clients against it: the first
-# through the CMake package, both through pkg-config.
+# through the CMake package, all through pkg-config.
 set -eu
 build=$1 client=$2 work=$3 cc=$4 cflags=$5
 
@@ -15,6 +15,7 @@ cmake -S "$client" -B "$work/cmake" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_C_COMP
 cmake --build "$work/cmake"
 fit='y = 4.0137 exp(-0.5031 t), sum of squares 1.33e-03'
 spectral='largest 1.618034 0.618034, groups 0 0 0 1 1 1' # the golden ratio and its inverse
+points='mean (2, 6, 0.5)' # of 0 … 4 and of their squares
 check() {
     expected=$1
     shift
@@ -27,16 +28,17 @@ check "$fit" "$work/cmake/client_static"
 PKG_CONFIG_PATH=$(dirname "$(find "$prefix" -name kmath.pc)")
 export PKG_CONFIG_PATH
 libdir=$(pkg-config --variable=libdir kmath)
-for program in client spectral; do
+for program in client points spectral; do
     # shellcheck disable=SC2046,SC2086 # flags are words
     "$cc" -std=c11 $cflags $(pkg-config --cflags kmath) "$client/$program.c" -o "$work/$program" \
         $(pkg-config --libs kmath) -lm
 done
 check "$fit" env LD_LIBRARY_PATH="$libdir" "$work/client"
+check "$points" env LD_LIBRARY_PATH="$libdir" "$work/points"
 check "$spectral" env LD_LIBRARY_PATH="$libdir" "$work/spectral"
 
 # The README shows these very clients.
-cat "$client/client.c" "$client/spectral.c" >"$work/clients.c"
+cat "$client/client.c" "$client/points.c" "$client/spectral.c" >"$work/clients.c"
 sed -n '/^```c$/,/^```$/p' "$client/../../../README.md" | sed '/^```/d' | diff - "$work/clients.c"
 
 if grep -rn "$build\|$work/first" "$prefix" --include='*.cmake' --include='*.pc' --include='*.h'; then
