@@ -146,30 +146,31 @@ kmath_status minimizeInBracket(const LineFunction &f, const Bracket &bracket,
 {
     Sample u;
     RETURN_IF_FAILED(f.at(bracket.b.x, u));
-    Narrowing n{.a = std::min(bracket.a.x, bracket.c.x),
-                .b = std::max(bracket.a.x, bracket.c.x),
-                .x = u,
-                .w = u,
-                .v = u};
+    Narrowing state{.a = std::min(bracket.a.x, bracket.c.x),
+                    .b = std::max(bracket.a.x, bracket.c.x),
+                    .x = u,
+                    .w = u,
+                    .v = u};
 
     kmath_status status = KMATH_ERR_BAD_DIMENSIONS;
     for (int step = 0; step < mostBrentSteps; ++step) {
-        const double tol1 = tuning.ftol * std::fabs(n.x.x) + tuning.zeps;
+        const double tol1 = tuning.ftol * std::fabs(state.x.x) + tuning.zeps;
         const double tol2 = 2.0 * tol1;
-        if (std::fabs(n.x.x - n.middle()) <= tol2 - (n.b - n.a) / 2.0) {
+        if (std::fabs(state.x.x - state.middle()) <= tol2 - (state.b - state.a) / 2.0) {
             status = KMATH_OK;
             break;
         }
-        if (!(std::fabs(n.e) > tol1 && n.parabolicStep(tol1, tol2)))
-            n.goldenStep(tuning.goldenSection);
+        if (!(std::fabs(state.e) > tol1 && state.parabolicStep(tol1, tol2)))
+            state.goldenStep(tuning.goldenSection);
 
-        const bool longEnough = std::fabs(n.d) >= tol1;
-        RETURN_IF_FAILED(f.at(n.x.x + (longEnough ? n.d : withSignOf(std::fabs(tol1), n.d)), u));
-        n.take(u);
+        const bool longEnough = std::fabs(state.d) >= tol1;
+        RETURN_IF_FAILED(
+            f.at(state.x.x + (longEnough ? state.d : withSignOf(std::fabs(tol1), state.d)), u));
+        state.take(u);
     }
     // Deliberate: without convergence, too, the best place is written.
-    xmin = n.x.x;
-    fmin = n.x.f;
+    xmin = state.x.x;
+    fmin = state.x.f;
     return status;
 }
 

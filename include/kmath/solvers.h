@@ -463,8 +463,9 @@ KMATH_API kmath_status kmath_frprmn_destruct(kmath_frprmn *solver);
  *                          iteration must not fall short, and relative precision of the place on
  *                          each line, where √ε ≈ 1e-8 is the best that can be had
  * @param[in]     userData  handed to both callbacks; may be null
- * @return KMATH_OK, KMATH_ERR_BAD_DIMENSIONS for a negative n that is not already the length of
- *         every work vector, or the status of a failing allocation
+ * @return KMATH_OK; KMATH_ERR_BAD_DIMENSIONS for a negative n that is not already the length of
+ *         every work vector; KMATH_ERR_NO_MEMORY for a start whose allocation failed; or the status
+ *         of a failing allocation
  */
 KMATH_API kmath_status kmath_frprmn_setup(kmath_frprmn *solver, kmath_frprmn_func func,
                                           kmath_frprmn_dfunc dfunc, int32_t n,
@@ -476,8 +477,7 @@ KMATH_API kmath_status kmath_frprmn_setup(kmath_frprmn *solver, kmath_frprmn_fun
  * An iteration searches the line p + x·d. The minimum is bracketed downhill from x = 0 and 1 in
  * steps of the golden ratio, or as parabolas lead, and narrowed by Brent's method to
  * ftol·|x| + zeps. p moves there, and the iteration ends with KMATH_OK when the minimum has changed
- * by 2·|f − f_old| ≤ ftol·(|f| + |f_old| + eps), or when the gradient before the step was exactly
- * 0.
+ * by 2·|f − f_old| ≤ ftol·(|f| + |f_old| + eps), or when Σ (∂f/∂x_j)² before the step was exactly 0.
  *
  * KMATH_ERR_BAD_DIMENSIONS reports, too, that maxIterations did not suffice, or that a line search
  * did not end: Brent's method after 100 iterations, the bracket after 10000 steps, which only a

@@ -416,6 +416,29 @@ TEST(FrprmnSetup, TakesAVectorOfTheRecordAsStart)
     EXPECT_EQ(elements(m.record.p), origin);
 }
 
+TEST(FrprmnSetup, PassesOnWhatTheStartGives)
+{
+    Minimizer m(rosenbrock(), 1e-8);
+    Vector start;
+    failAllocation(0);
+    kmath_nvector_resize(&start, 2);
+    failAllocation(-1);
+    EXPECT_EQ(kmath_frprmn_setup(&m.record, m.func, m.dfunc, 1, &start, 0.125, &m),
+              KMATH_ERR_NO_MEMORY);
+    expectElements(m.record.p, m.problem.start);
+    EXPECT_EQ(m.record.g.n, 2);
+    EXPECT_EQ(m.record.n, 1);
+    EXPECT_EQ(m.record.ftol, 0.125);
+
+    kmath_nvector_resize(&start, -3);
+    EXPECT_EQ(kmath_frprmn_setup(&m.record, m.func, m.dfunc, 1, &start, 0.125, &m),
+              KMATH_ERR_BAD_DIMENSIONS);
+    EXPECT_EQ(m.record.p.n, -3);
+    EXPECT_EQ(m.record.g.n, 2);
+    EXPECT_EQ(m.minimize(), KMATH_ERR_BAD_DIMENSIONS);
+    EXPECT_EQ(m.calls, 0);
+}
+
 TEST(FrprmnMinimize, RefusesARecordWithoutCallbacks)
 {
     Minimizer fresh(rosenbrock());

@@ -374,10 +374,11 @@ TEST(MinimizeInBracket, LeavesTheOutcomeUnwrittenWhenAnEvaluationFails)
     }
 }
 
-// A deterministic number in [0, 1) from the bits of another: noise that is a function.
+// A deterministic number in [0, 1) from the bits of another: noise that is a function. Every NaN is
+// the same to it.
 double noise(double x, std::uint64_t seed)
 {
-    std::uint64_t z = std::bit_cast<std::uint64_t>(x) ^ seed;
+    std::uint64_t z = std::bit_cast<std::uint64_t>(std::isnan(x) ? nan : x) ^ seed;
     z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9u;
     z = (z ^ (z >> 27)) * 0x94D049BB133111EBu;
     return static_cast<double>((z ^ (z >> 31)) >> 11) * 0x1p-53;
