@@ -1,8 +1,8 @@
 /**
  * @file
  * Nonlinear least squares: the Levenberg–Marquardt solver record, its two
- * minimization loops and its replaceable strategy functions. Smooth functions:
- * conjugate gradients.
+ * minimization loops and its replaceable strategy functions. Scalar functions: the
+ * numeric gradient driven to zero, and conjugate gradients.
  *
  * Minimizes the cost Σ r_k(p)², the sum of the squared residuals without root
  * or factor ½, over the parameters p. Parameters, residuals, gradient and step
@@ -17,6 +17,10 @@
  * point into themselves, so it is copied by kmath_levmarqsolve_assign, never
  * bytewise. It keeps the callbacks and userData, which stay the caller's, until
  * it is set again or destructed.
+ *
+ * kmath_iternumsolve minimizes a scalar objective through such a solver. Its record
+ * begins with a whole kmath_levmarqsolve, which is set and tuned as ever; the same
+ * rules of ownership and copying hold for it.
  *
  * A smooth scalar function, which need not be a sum of squares, is minimized by
  * kmath_frprmn: conjugate gradients from the function and its gradient. Its
@@ -383,6 +387,181 @@ KMATH_API kmath_status kmath_levmarqsolve_compnumericjacob(
     kmath_levmarqsolve *solver, const kmath_nmmatrix *params, const kmath_nmmatrix *residuals,
     kmath_nmmatrix *jacobian, kmath_nmmatrix *gradient, kmath_nmmatrix *normalMatrix,
     void *userData);
+
+/* A scalar through its numeric gradient. */
+
+typedef struct kmath_iternumsolve kmath_iternumsolve;
+
+/**
+ * f(p), the scalar to minimize.
+ *
+ * With useThreads set in the embedded solver, the numeric Jacobian calls this and
+ * the independence function from several threads at once.
+ *
+ * @param[in]  solver  the record that calls; read only. Its solver.userData is the caller's
+ * @param[in]  params  1 × nParams
+ * @param[out] value   f(p)
+ * @return KMATH_OK, or a failure that ends the calling function
+ */
+typedef kmath_status (*kmath_iternumsolve_objectiveFunc)(kmath_iternumsolve *solver,
+                                                         const kmath_nmmatrix *params,
+                                                         double *value);
+
+/**
+ * Whether a component of the gradient may be left out when a parameter moves.
+ *
+ * @param[in]  solver         the record that calls; read only
+ * @param[in]  paramIndex     the moved parameter, 0 … nParams − 1
+ * @param[in]  gradientIndex  the component, 0 … nResiduals − 1
+ * @param[out] independent    non-zero: the component is not computed and counts as 0.0.
+ *                            Holds 0 when the function is called
+ * @return KMATH_OK, or a failure that ends the calling function
+ */
+typedef kmath_status (*kmath_iternumsolve_independenceFunc)(kmath_iternumsolve *solver,
+                                                            int32_t paramIndex,
+                                                            int32_t gradientIndex,
+                                                            int32_t *independent);
+
+/** A scalar minimization problem: a whole solver record, an objective and a ladder of steps. */
+struct kmath_iternumsolve {
+    kmath_levmarqsolve solver;                        /**< drives the gradient to zero */
+    kmath_iternumsolve_objectiveFunc objective;       /**< the scalar to minimize */
+    kmath_iternumsolve_independenceFunc independence; /**< what funcI may leave out, or null */
+    double gradStep;       /**< h, half-width of the central differences; set by minimize */
+    double gradStepStart;  /**< smallest step of the ladder, the parameters' unit */
+    double gradStepEnd;    /**< largest step of the ladder */
+    double gradStepFactor; /**< ratio of neighbouring steps, > 1 */
+};
+
+/**
+ * A record with the defaults of kmath_levmarqsolve_construct and no objective.
+ *
+ * gradStep and gradStepStart 1e-10, gradStepEnd 0.003, gradStepFactor 3; the two
+ * callbacks are null. The caller writes objective (and independence) and sets the
+ * embedded solver, with nResiduals equal to nParams:
+ * kmath_levmarqsolve_setSys(&record.solver, kmath_iternumsolve_levmarqsolve_func,
+ * kmath_levmarqsolve_compnumericjacob, n, n, &initialParams, 1, userData).
+ *
+ * @param[out] solver  the record, in storage of the caller
+ * @return KMATH_OK
+ */
+KMATH_API kmath_status kmath_iternumsolve_construct(kmath_iternumsolve *solver);
+
+/**
+ * destination = source: the embedded solver, the callbacks and the steps.
+ *
+ * The embedded solver comes first; when its assignment fails, it is left as
+ * kmath_levmarqsolve_assign says and the rest as it was.
+ *
+ * @param[in,out] destination  a constructed record; may be source
+ * @param[in]     source       a constructed record
+ * @return KMATH_OK, or the status of a failing allocation
+ */
+KMATH_API kmath_status kmath_iternumsolve_assign(kmath_iternumsolve *destination,
+                                                 const kmath_iternumsolve *source);
+
+/**
+ * Releases the matrices of the embedded solver; callbacks become null, the steps 0.
+ *
+ * @param[in,out] solver  a constructed record
+ * @return KMATH_OK
+ */
+KMATH_API kmath_status kmath_iternumsolve_destruct(kmath_iternumsolve *solver);
+
+/**
+ * r_k = (f(q + h·e_k) − f(q − h·e_k))·(1/(2h)), the gradient of the objective, h = gradStep.
+ *
+ * The residuals to set the embedded solver with. q is params, moved by +h in every component before
+ * k: a component is left where its second value was taken. With many parameters or a large h the
+ * gradient is thus that of a point beside params.
+ *
+ * Two values of the objective per residual, in increasing k, on a copy of params. A
+ * row with fewer residuals than parameters leaves the last components out.
+ *
+ * @param[in]  solver     the solver record at the head of a kmath_iternumsolve; any other
+ *                        is not allowed
+ * @param[in]  params     1 × n
+ * @param[out] residuals  1 × m, m ≤ n, not resized; not params
+ * @param[in]  userData   not used
+ * @return KMATH_OK; KMATH_ERR_BAD_DIMENSIONS, before any call of the objective, for a row
+ *         longer than params and for one that is no row or has no storage;
+ *         KMATH_ERR_FAILED without an objective; the failure of the objective, at once;
+ *         or that of an allocation
+ * @see Dennis & Schnabel, Numerical Methods for Unconstrained Optimization, §5.6
+ */
+KMATH_API kmath_status kmath_iternumsolve_levmarqsolve_func(kmath_levmarqsolve *solver,
+                                                            const kmath_nmmatrix *params,
+                                                            kmath_nmmatrix *residuals,
+                                                            void *userData);
+
+/**
+ * kmath_iternumsolve_levmarqsolve_func that leaves out what has not changed.
+ *
+ * With paramIndex ≥ 0 and an independence function, that is asked about every
+ * component first. One that it calls independent of the parameter becomes 0.0: the
+ * objective is not called for it and its parameter is not moved. The mask is left
+ * alone, so kmath_levmarqsolve_compnumericjacob takes the 0.0 for the new value of
+ * that residual, and for a derivative of 0 − r_k over its step.
+ *
+ * @param[in]  solver        the solver record at the head of a kmath_iternumsolve
+ * @param[in]  params        1 × n
+ * @param[out] residuals     1 × m, m ≤ n, not resized; not params
+ * @param[in]  paramIndex    the moved parameter, or −1
+ * @param[in]  residualMask  not used; may be null
+ * @param[in]  userData      not used
+ * @return as kmath_iternumsolve_levmarqsolve_func, or the failure of the independence
+ *         function
+ */
+KMATH_API kmath_status kmath_iternumsolve_levmarqsolve_funcI(kmath_levmarqsolve *solver,
+                                                             const kmath_nmmatrix *params,
+                                                             kmath_nmmatrix *residuals,
+                                                             int32_t paramIndex,
+                                                             int32_t *residualMask, void *userData);
+
+/**
+ * Moves params towards a minimum of the objective f, over a ladder of difference steps.
+ *
+ * gradStep takes the values gradStepStart·factorⁱ below gradStepEnd, growing, and
+ * then gradStepEnd·factor⁻ⁱ above gradStepStart, shrinking (from gradStepEnd/factor
+ * where the last step of the growing phase equals gradStepEnd within 1e-6 of it).
+ * With the defaults these are 16 steps up and 16 down. At each step two
+ * runs of kmath_levmarqsolve_minimize start, one from the best point so far and one
+ * from the point that was in params on entry, both from the entry's lambda; a run
+ * that ends at a lower value of f gives the new best point.
+ *
+ * On KMATH_OK params are the best point, *finalValue is f there, lambda is as on
+ * entry, and gradStep is the step at which the ladder ended. Where no run finds a
+ * lower value the best point is the start; whether it is a minimum is not told. A
+ * run drives the gradient to zero and may also end at a maximum or a saddle, which
+ * the comparison of values then sorts out. A NaN is never lower, and nothing is
+ * lower than a NaN: a start whose value is NaN stays.
+ *
+ * f is evaluated at the start, at the best point before each step, after each run,
+ * at the end, and by the runs. A run takes 2·nParams evaluations for a gradient and
+ * nParams gradients for a numeric Jacobian. With useThreads set, those of a Jacobian
+ * come from several threads at once.
+ *
+ * A phase is over as soon as a step is not larger (growing) or not smaller
+ * (shrinking) than the one before, and after 10000 steps. So a factor up to 1, or
+ * one that is NaN, makes one step a phase, as does a negative gradStepStart in the
+ * growing phase; a gradStepStart of 0 or below makes the shrinking phase go on until
+ * the step vanishes, and an infinite gradStepEnd the growing one until it overflows.
+ *
+ * On a failure *finalValue may hold the cost of the last run that ended, and params,
+ * lambda and gradStep are those of the run that failed: lambda is the entry's while a
+ * run goes on and what the run made of it after that. The best point is lost.
+ *
+ * @param[in,out] solver      a record with an objective and a system of gradient
+ *                            residuals, see kmath_iternumsolve_construct
+ * @param[out]    finalValue  f at the best point
+ * @return KMATH_OK; KMATH_ERR_BAD_DIMENSIONS, before any callback, without a system
+ *         (nResiduals or nParams below 1) or with one whose setting call failed, and at
+ *         the first run for more residuals than parameters; KMATH_ERR_FAILED without an
+ *         objective; or the first failure of the objective, of a run (see
+ *         kmath_levmarqsolve_minimize) or of an allocation
+ * @see kmath_levmarqsolve_minimize
+ */
+KMATH_API kmath_status kmath_iternumsolve_minimize(kmath_iternumsolve *solver, double *finalValue);
 
 /* Conjugate gradients: variables are counted from 1. */
 
