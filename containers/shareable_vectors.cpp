@@ -32,7 +32,7 @@ constexpr kstd_vectorShareableInterface interfaceFrom = {
      [](const kxObject *object, const wchar_t **name) {
          return GetTypename(reinterpret_cast<const Object *>(object), name);
      }},
-    operationsOf<Element>.constructCopy ? &operationsOf<Element> : nullptr};
+    OperationsOf<Element>::own};
 
 // The generic view of an object; null stays null.
 template <class Object> kstd_vectorShareable *generic(Object *object)

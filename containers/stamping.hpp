@@ -30,14 +30,19 @@ struct Operations {
 
     static constexpr kstd_vectorEtable table = {constructEmpty, constructCopy, assign, destruct,
                                                 nullptr};
+    static constexpr const kstd_vectorEtable *own = &table;
 };
 
 // Elements are plain memory unless said otherwise: here for matrices, below for vectors.
-template <class T> inline constexpr kstd_vectorEtable operationsOf = {};
+template <class T> struct OperationsOf {
+    static constexpr kstd_vectorEtable table = {};
+    static constexpr const kstd_vectorEtable *own = nullptr;
+};
 
-template <> inline constexpr kstd_vectorEtable operationsOf<kmath_nmmatrix> =
-    Operations<kmath_nmmatrix, kmath_nmmatrix_construct, kmath_nmmatrix_constructCopy,
-               kmath_nmmatrix_assign, kmath_nmmatrix_destruct>::table;
+template <> struct OperationsOf<kmath_nmmatrix>
+    : Operations<kmath_nmmatrix, kmath_nmmatrix_construct, kmath_nmmatrix_constructCopy,
+                 kmath_nmmatrix_assign, kmath_nmmatrix_destruct> {
+};
 
 #define KSTD_STAMP "containers/element_operations.inc"
 #include <kmath/vector_types.h>

@@ -318,9 +318,9 @@ TEST_F(HostObject, IsCopiedDeeply)
 
 TEST_F(HostObject, TakesItsMemoryFromTheServiceWhateverTheSourcesTable)
 {
-    const kstd_vectorMtable forbidden = {[](void **, std::size_t) { return KMATH_ERR_FAILED; },
-                                         [](void **, std::size_t) { return KMATH_ERR_FAILED; },
-                                         ksys_memory_free_internal};
+    static const kstd_vectorMtable forbidden = {
+        [](void **, std::size_t) { return KMATH_ERR_FAILED; },
+        [](void **, std::size_t) { return KMATH_ERR_FAILED; }, ksys_memory_free_internal};
     fill({4, 5});
     object->vector.mtable = &forbidden;
     kstd_vectorShareable *copy = nullptr;
