@@ -25,8 +25,6 @@ using textbook::wild;
 
 using View = kmath_nmmatrix_subBlock;
 
-constexpr double inf = std::numeric_limits<double>::infinity();
-constexpr double nan = std::numeric_limits<double>::quiet_NaN();
 constexpr std::int32_t least = std::numeric_limits<std::int32_t>::min(),
                        most = std::numeric_limits<std::int32_t>::max();
 
