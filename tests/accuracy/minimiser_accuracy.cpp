@@ -40,7 +40,7 @@ struct Outcome {
     double missedBy = 0.0; ///< (F − F*)/F*, or F where F* is 0
     int evaluations = 0, slopes = 0;
 
-    std::string stop() const { return KMATH_IS_FAILURE(status) ? "maxIterations" : "converged"; }
+    std::string ended() const { return KMATH_IS_FAILURE(status) ? "maxIterations" : "converged"; }
 };
 
 /// A problem as the callbacks see it, x = units·u, with the count of their calls.
@@ -312,7 +312,7 @@ bool functionTable(const char *name, bool zero, double conjugateLimit, double di
         const Outcome conjugate = frprmn(problem, conjugateDefaults);
         const Outcome differences = iternumsolve(problem, solverDefaults);
         table.row({problem.name, missedBy(conjugate, problem.name, conjugateShortfalls),
-                   count(conjugate.evaluations), count(conjugate.slopes), conjugate.stop(),
+                   count(conjugate.evaluations), count(conjugate.slopes), conjugate.ended(),
                    missedBy(differences, problem.name, differencesShortfalls),
                    count(differences.evaluations)});
     }
@@ -396,7 +396,8 @@ bool remedyTable()
         table.row({remedy.problem, remedy.minimiser, remedy.changed,
                    std::isnan(remedy.ownLimit) ? Cell(outcome.missedBy)
                                                : Cell(outcome.missedBy, remedy.ownLimit),
-                   count(outcome.evaluations), count(outcome.slopes), outcome.stop()});
+                   count(outcome.evaluations), outcome.slopes > 0 ? count(outcome.slopes) : "",
+                   outcome.slopes > 0 ? outcome.ended() : ""});
     }
     return table.finish();
 }
