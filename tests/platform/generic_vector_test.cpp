@@ -83,9 +83,53 @@ template <class Values> struct Generic {
     using Vector = kstd_vector_;
     using Element = typename Values::Element;
 
+    static kmath_status construct(Vector *vector, std::size_t n)
+    {
+        return kstd_vector__construct(vector, sizeof(Element), Values::table, n);
+    }
+    static kmath_status constructWithMtable(Vector *vector, std::size_t n,
+                                            const kstd_vectorMtable *mtable)
+    {
+        return kstd_vector__constructWithMtable(vector, sizeof(Element), Values::table, n, mtable);
+    }
     static kmath_status constructEmpty(Vector *vector)
     {
         return kstd_vector__constructEmpty(vector, sizeof(Element), Values::table);
+    }
+    static kmath_status constructEmptyWithMtable(Vector *vector, const kstd_vectorMtable *mtable)
+    {
+        return kstd_vector__constructEmptyWithMtable(vector, sizeof(Element), Values::table,
+                                                     mtable);
+    }
+    static kmath_status constructUninit(Vector *vector, std::size_t n)
+    {
+        return kstd_vector__constructUninit(vector, sizeof(Element), Values::table, n);
+    }
+    static kmath_status constructFill(Vector *vector, std::size_t n, const Element *fill)
+    {
+        return kstd_vector__constructFill(vector, sizeof(Element), Values::table, n, fill);
+    }
+    static kmath_status constructFromBlock(Vector *vector, const Element *elements, std::size_t n)
+    {
+        return kstd_vector__constructFromBlock(vector, sizeof(Element), Values::table, elements, n);
+    }
+    static kmath_status create(Vector **handle)
+    {
+        return kstd_vector__new(handle, sizeof(Element), Values::table);
+    }
+    static kmath_status getBegin(Vector *vector, Element **begin)
+    {
+        void *first = nullptr;
+        const kmath_status status = kstd_vector__getBegin(vector, &first);
+        *begin = static_cast<Element *>(first);
+        return status;
+    }
+    static kmath_status getElement(Vector *vector, std::size_t index, Element **element)
+    {
+        void *found = nullptr;
+        const kmath_status status = kstd_vector__getElement(vector, index, &found);
+        *element = static_cast<Element *>(found);
+        return status;
     }
     static kmath_status getBeginConst(const Vector *vector, const Element **begin)
     {
@@ -104,6 +148,8 @@ template <class Values> struct Generic {
     }
     static constexpr auto constructCopy = kstd_vector__constructCopy;
     static constexpr auto destruct = kstd_vector__destruct;
+    static constexpr auto newClone = kstd_vector__newClone;
+    static constexpr auto destroy = kstd_vector__delete;
     static constexpr auto assign = kstd_vector__assign;
     static constexpr auto assignElements = kstd_vector__assignElements;
     static constexpr auto append = kstd_vector__append;
@@ -113,6 +159,7 @@ template <class Values> struct Generic {
     static constexpr auto reserve = kstd_vector__reserve;
     static constexpr auto resize = kstd_vector__resize;
     static constexpr auto resizeFill = kstd_vector__resizeFill;
+    static constexpr auto resizeUninit = kstd_vector__resizeUninit;
     static constexpr auto pushBack = kstd_vector__pushBack;
     static constexpr auto popBack = kstd_vector__popBack;
     static constexpr auto insert = kstd_vector__insert;
