@@ -38,7 +38,18 @@
     CHECK(kstd_vector_vector_kmath_vect3F)                                                         \
     CHECK(kstd_vector_vector_kmath_xform3Linear)                                                   \
     CHECK(kstd_vector_vector_vector_kmath_vect3)                                                   \
-    CHECK(kstd_vector_vector_vector_vector_kmath_vect3)
+    CHECK(kstd_vector_vector_vector_vector_kmath_vect3)                                            \
+    CHECK(kstd_vector_kmath_vect3Shareable)                                                        \
+    CHECK(kstd_vector_kmath_vect3FShareable)                                                       \
+    CHECK(kstd_vector_kmath_vect4Shareable)                                                        \
+    CHECK(kstd_vector_kmath_vect6FShareable)                                                       \
+    CHECK(kstd_vector_kmath_xform3LinearShareable)                                                 \
+    CHECK(kstd_vector_kmath_nmmatrixShareable)                                                     \
+    CHECK(kstd_vector_vector_kmath_vect3Shareable)                                                 \
+    CHECK(kstd_vector_vector_kmath_vect3FShareable)                                                \
+    CHECK(kstd_vector_vector_kmath_xform3LinearShareable)                                          \
+    CHECK(kstd_vector_vector_vector_kmath_vect3Shareable)                                          \
+    CHECK(kstd_vector_vector_vector_vector_kmath_vect3Shareable)
 
 /** Declares the seven checks of a type. */
 #define KSYS_TYPE_CHECKS(X)                                                                        \

@@ -55,6 +55,7 @@ checks() {
 checks kmath_nmmatrix kmath_snmmatrix
 checks kmath_levmarqsolve kmath_nvector
 checks kstd_vector_kmath_vect3 kstd_vector_kmath_vect3F kstd_vector_
+checks kstd_vector_kmath_vect3Shareable kstd_vector_kmath_vect3 kstd_vectorShareable
 checks kstd_vector_vector_kmath_vect3 kstd_vector_vector_vector_kmath_vect3
 
 # The right type at the wrong level of indirection, read-only, or in another function.
