@@ -92,7 +92,7 @@ struct LineSearch {
                     ++branches["bracket: beyond c, rising"];
                 }
             } else if ((u - ulim) * (ulim - xc) >= 0.0) {
-                ++branches["bracket: beyond the limit"];
+                ++branches[u == ulim ? "bracket: at the limit" : "bracket: beyond the limit"];
                 u = ulim;
                 fu = f(u);
             } else {

@@ -24,7 +24,8 @@ constexpr double infinity = std::numeric_limits<double>::infinity();
 constexpr double nan = std::numeric_limits<double>::quiet_NaN();
 constexpr kmath_status ownFailure = static_cast<kmath_status>(0x80001234u);
 constexpr double ratio = 1.618034;
-constexpr double third = 1.0 + ratio * 1.0; // where the bracket begins with 0 and 1
+constexpr double third = 1.0 + ratio * 1.0;              // where the bracket begins with 0 and 1
+constexpr double farthest = 1.0 + 100.0 * (third - 1.0); // how far it then looks
 
 constexpr BrentTuning usual{.ftol = 1e-8, .zeps = 1e-10, .goldenSection = 0.381966};
 
@@ -190,13 +191,26 @@ TEST(BracketMinimum, EndsWithAPlaceBeyondCThatIsNoLower)
 TEST(BracketMinimum, FollowsAParabolaNoFartherThanTheLimit)
 {
     // A straight line: the parabola leads to infinity.
-    const double limit = 1.0 + 100.0 * (third - 1.0);
     const Bracketed found = bracketOf(Values{0.0, -1.0, -third, 9.0});
     EXPECT_EQ(found.status, KMATH_OK);
-    expectPlaces(found.places, {0.0, 1.0, third, limit});
+    expectPlaces(found.places, {0.0, 1.0, third, farthest});
     expectSample(found.bracket.a, 1.0, -1.0);
     expectSample(found.bracket.b, third, -third);
-    expectSample(found.bracket.c, limit, 9.0);
+    expectSample(found.bracket.c, farthest, 9.0);
+}
+
+TEST(BracketMinimum, GoesToTheLimitWhereTheParabolaLeadsExactlyThere)
+{
+    const Values values{241388.0, 0.0, -387423.9155051802, infinity};
+    std::size_t call = 0;
+    oracle::LineSearch expected{[&](double) { return values[call++]; }, 0.0, 0.0, 0.0};
+    expected.bracket();
+    ASSERT_EQ(expected.branches, (oracle::Tally{{"bracket: at the limit", 1}}));
+
+    const Bracketed found = bracketOf(values);
+    EXPECT_EQ(found.status, KMATH_OK);
+    expectPlaces(found.places, {0.0, 1.0, third, farthest});
+    expectSample(found.bracket.c, farthest, infinity);
 }
 
 TEST(BracketMinimum, TakesAGoldenStepWhereTheParabolaLeadsBack)
