@@ -928,6 +928,50 @@ TEST(FrprmnRules, AGradientWhoseSquareUnderflowsCountsAsZero)
     EXPECT_NEAR(naive.result[1], 5e-200, 1e-204);
 }
 
+TEST(FrprmnRules, AGradientWhoseSquareIsTheSmallestNumberCounts)
+{
+    const Problem problem = onLine(
+        0.0, [](double x) { return (x * 1e160 - 5.0) * (x * 1e160 - 5.0) + 1.0; },
+        [](double) { return -1e-160; });
+    Service own(problem);
+    const Naive naive = compare(problem, {}, own);
+    EXPECT_FALSE(naive.gradientTest);
+    EXPECT_GT(naive.lines, 1);
+}
+
+TEST(FrprmnRules, TheSmallTermOfTheConvergenceTestIsAddedLast)
+{
+    // (1 + 1) + 2^53 reaches 4/ftol, 1 + (1 + 2^53) does not.
+    const Problem problem = onLine(
+        0.0, [](double x) { return 2.0 * (x - 1.0) * (x - 1.0) - 1.0; },
+        [](double) { return -1.0; });
+    Service own(problem);
+    const Naive naive = compare(problem, {.ftol = 0x1p-51 * (1.0 - 0x1p-53), .eps = 0x1p53}, own);
+    EXPECT_EQ(naive.lines, 1);
+    EXPECT_EQ(naive.fret, -1.0);
+}
+
+TEST(FrprmnRules, AParabolaThatLeadsExactlyToTheLimitIsFollowed)
+{
+    // The values at 0, 1 and the golden place beyond, found so that the extremum is the limit.
+    const double beyond = 1.0 + 1.618034, limit = 1.0 + 100.0 * (beyond - 1.0);
+    const Problem problem = onLine(
+        0.0,
+        [=](double x) {
+            return x == 0.0      ? 0x1.55563228475e4p-1
+                   : x == 1.0    ? 0.0
+                   : x == beyond ? -0x1.11eb851eb851fp+0
+                                 : std::fabs(x - 30.0);
+        },
+        [](double) { return -1.0; });
+    Service own(problem);
+    const Naive naive = compare(problem, {.maxIterations = 1}, own);
+    ASSERT_GT(own.log.size(), 5u);
+    EXPECT_EQ(own.log[4].point, Vector{beyond}); // after the value, the gradient, 0 and 1
+    EXPECT_EQ(own.log[5].point, Vector{limit});
+    EXPECT_TRUE(naive.seen.count(AtLimit));
+}
+
 TEST(FrprmnRules, WithoutIterationsTheCallEndsAfterTheFirstTwoCalls)
 {
     for (const int maxIterations : {0, -4}) {

@@ -554,6 +554,18 @@ TEST(IternumsolveRules, TheResidualsAreThoseOfThePlainLoopInEveryBit)
                 }
 }
 
+TEST(IternumsolveRules, AStepWhoseDoubleOverflowsHasNoSlope)
+{
+    Objective objective{[](const Row &p) { return p[0] > 0.0 ? 3.0 : 1.0; }};
+    Record s;
+    set(s, objective, {1.0});
+    s->gradStep = 1.2e308;
+    const Matrix p = {{1}};
+    Matrix r = {{-1}};
+    EXPECT_EQ(kmath_iternumsolve_levmarqsolve_func(&s->solver, &p, &r, nullptr), KMATH_OK);
+    EXPECT_TRUE(sameBits(r(0, 0), 0.0));
+}
+
 TEST(IternumsolveRules, AsManyComponentsAsTheResidualsHaveColumns)
 {
     Objective objective{parabola};
