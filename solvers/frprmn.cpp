@@ -37,9 +37,8 @@ bool isSized(const kmath_frprmn &solver)
 // xi = ∇f(p).
 kmath_status takeGradient(kmath_frprmn &s)
 {
-    const int32_t length = s.xi.n;
     RETURN_IF_FAILED(s.dfunc(&s.p, &s.xi, s.userData));
-    return s.xi.n == length && holdsElements(s.xi, s.n) ? KMATH_OK : KMATH_ERR_BAD_DIMENSIONS;
+    return holdsElements(s.xi, s.n) ? KMATH_OK : KMATH_ERR_BAD_DIMENSIONS;
 }
 
 // The first direction is the steepest descent: g = h = xi = −∇f.

@@ -30,8 +30,9 @@
  *
  * Every callback returns a status. A failure ends the call that made it and is
  * passed out unchanged; an exception passes through, with everything released.
- * A null record or matrix is an assertion, never a status. Distinct arguments
- * are distinct records unless a function says otherwise.
+ * A null record or matrix is an assertion, never a status; the two residual functions
+ * of kmath_iternumsolve, called for every evaluation, do not look for it. Distinct
+ * arguments are distinct records unless a function says otherwise.
  */
 #ifndef KMATH_SOLVERS_H
 #define KMATH_SOLVERS_H
@@ -147,7 +148,7 @@ struct kmath_levmarqsolve {
     int32_t nParams;                /**< number of parameters */
     double decreaseTolerance;       /**< stop when a step's drop of the cost is below its square */
     double costTolerance;           /**< stop when the cost is not above its square */
-    double lambda;                  /**< damping: start value on entry, last value on return */
+    double lambda;                  /**< damping to start from; see the two minimizations */
     kmath_nmmatrix params;          /**< 1 × nParams: start on entry, solution on return */
     int32_t maxIterations;          /**< cap on Jacobian evaluations */
     double jacobianStep;            /**< absolute forward-difference step of the numeric Jacobian */
@@ -378,9 +379,9 @@ KMATH_API kmath_status kmath_levmarqsolve_compSearchDirLinSys(kmath_levmarqsolve
  * @param[out] normalMatrix  nParams × nParams, resized
  * @param[in]  userData      not used: the callback is given the record's
  * @return KMATH_OK; KMATH_ERR_BAD_DIMENSIONS without a system, for params, residuals
- *         or jacobian of another shape or without storage, or for a callback that reshapes its residuals;
- *         the status of a failing callback, on threads that of the first failing
- *         job; or that of a failing allocation
+ *         or jacobian of another shape or without storage, or for a callback that
+ *         reshapes its residuals; the status of a failing callback, on threads that of
+ *         the first failing job; or that of a failing allocation
  * @see Dennis & Schnabel, Numerical Methods for Unconstrained Optimization, §5.4
  */
 KMATH_API kmath_status kmath_levmarqsolve_compnumericjacob(
@@ -549,7 +550,8 @@ KMATH_API kmath_status kmath_iternumsolve_levmarqsolve_funcI(kmath_levmarqsolve 
  *
  * On a failure *finalValue may hold the cost of the last run that ended, and params,
  * lambda and gradStep are those of the run that failed: lambda is the entry's while a
- * run goes on and what the run made of it after that. The best point is lost.
+ * run goes on and what the run made of it after that. The best point is lost, unless
+ * it is its own last evaluation that fails: all is then as on KMATH_OK but *finalValue.
  *
  * @param[in,out] solver      a record with an objective and a system of gradient
  *                            residuals, see kmath_iternumsolve_construct
@@ -580,8 +582,8 @@ typedef kmath_status (*kmath_frprmn_func)(const kmath_nvector *point, double *va
  * ∇f(x): evaluates the gradient.
  *
  * @param[in]  point     x in elements 1 … n; it may be longer where the start was
- * @param[out] gradient  elements 1 … n are to be filled; already sized, not to be resized; it comes
- *                       with what was in it before
+ * @param[out] gradient  elements 1 … n are to be filled; already sized, not to be made shorter; it
+ *                       comes with what was in it before
  * @param[in]  userData  the record's
  * @return KMATH_OK, or a failure that ends the calling function
  */
@@ -656,7 +658,8 @@ KMATH_API kmath_status kmath_frprmn_setup(kmath_frprmn *solver, kmath_frprmn_fun
  * An iteration searches the line p + x·d. The minimum is bracketed downhill from x = 0 and 1 in
  * steps of the golden ratio, or as parabolas lead, and narrowed by Brent's method to
  * ftol·|x| + zeps. p moves there, and the iteration ends with KMATH_OK when the minimum has changed
- * by 2·|f − f_old| ≤ ftol·(|f| + |f_old| + eps), or when Σ (∂f/∂x_j)² before the step was exactly 0.
+ * by 2·|f − f_old| ≤ ftol·(|f| + |f_old| + eps), or when Σ (∂f/∂x_j)² was exactly 0 before the
+ * step, as squares that underflow make it, too.
  *
  * KMATH_ERR_BAD_DIMENSIONS reports, too, that maxIterations did not suffice, or that a line search
  * did not end: Brent's method after 100 iterations, the bracket after 10000 steps, which only a
@@ -673,9 +676,9 @@ KMATH_API kmath_status kmath_frprmn_setup(kmath_frprmn *solver, kmath_frprmn_fun
  * @param[out]    fret    f at p; after a failure the value of the last line search that ended or
  *                        ran into its 100 iterations, if there was one
  * @return KMATH_OK; KMATH_ERR_BAD_DIMENSIONS as above, before any callback for a negative n or one
- *         above the length of the start or of a work vector, as a failing setup leaves them, or
- *         for a dfunc that resizes the gradient; KMATH_ERR_FAILED without both callbacks; the
- *         failure of a callback; or that of a failing allocation
+ *         above the length of the start or of a work vector, as a failing setup leaves them, and
+ *         after a dfunc that makes the gradient too short; KMATH_ERR_FAILED, before any callback,
+ *         where one of the two is null; the failure of a callback; or that of an allocation
  * @see Polak & Ribière, Rev. Fr. Inform. Rech. Opér. 16 (1969); Brent, Algorithms for Minimization
  *      without Derivatives, chapter 5; Press et al., Numerical Recipes, §10.1–10.2 and §10.6
  */

@@ -1032,9 +1032,29 @@ TEST(FrprmnMinimize, MovesOnlyTheFirstElementsOfALongerStart)
               (Doubles{9.0, plain.result.data[1], plain.result.data[2], 7.0, 8.0}));
 }
 
-TEST(FrprmnMinimize, RefusesAGradientThatWasResized)
+TEST(FrprmnMinimize, TakesAGradientThatWasMadeLonger)
 {
-    for (const std::int32_t length : {0, 1, 3, 17, -1, 2}) // 2 loses its storage on the way back
+    Minimizer plain(rosenbrock(), 1e-8), m(rosenbrock(), 1e-8);
+    ASSERT_EQ(plain.minimize(), KMATH_OK);
+    m.record.dfunc = [](const kmath_nvector *point, kmath_nvector *gradient, void *userData) {
+        Minimizer &self = *static_cast<Minimizer *>(userData);
+        Doubles own(3 + static_cast<std::size_t>(self.gradientCalls % 4), 7.0);
+        ++self.gradientCalls;
+        rosenbrock().df(elements(*point), own);
+        const Vector longer(own);
+        return kmath_nvector_assign(gradient, &longer);
+    };
+    EXPECT_EQ(m.minimize(), KMATH_OK);
+    EXPECT_EQ(m.gradientCalls, plain.gradientCalls);
+    EXPECT_EQ(elements(m.result), elements(plain.result));
+    EXPECT_TRUE(sameBits(m.fret, plain.fret));
+    EXPECT_EQ(m.setup(1e-8), KMATH_OK);
+    EXPECT_EQ(m.record.xi.n, 2);
+}
+
+TEST(FrprmnMinimize, RefusesAGradientThatWasMadeTooShort)
+{
+    for (const std::int32_t length : {0, 1, -1, 2}) // 2 loses its storage on the way back
         for (const std::int64_t call : {1, 2, 4}) {
             Minimizer m(rosenbrock(), 1e-8);
             m.problem.df = [&](const Doubles &x, Doubles &g) { rosenbrock().df(x, g); };
