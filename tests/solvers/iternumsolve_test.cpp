@@ -1023,6 +1023,9 @@ TEST(IternumsolveMinimize, PassesEveryFailureOutAndWritesNothingMore)
         EXPECT_EQ(run.s->gradStep, seen.gradStep);
         EXPECT_EQ(run.s->solver.lambda, seen.lambda);
         EXPECT_EQ(run.value, seen.finalValue);
+        if (failures == count - 1) { // the best point has already been put back
+            EXPECT_TRUE(sameRow(run.params(), whole.params()));
+        }
     }
     EXPECT_EQ(failures, count);
     EXPECT_EQ(whole.scalar.calls[0].lambda, 0.01);

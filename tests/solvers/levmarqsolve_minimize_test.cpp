@@ -507,6 +507,45 @@ TEST(LevmarqsolveMinimize, RefusesANullStrategyOnlyWhereItIsNeeded)
     }
 }
 
+TEST(LevmarqsolveMinimize, RefusesAStrategyThatACallbackTakesAway)
+{
+    struct Callbacks {
+        static kmath_status withoutJacobian(kmath_levmarqsolve *solver,
+                                            const kmath_nmmatrix *params, kmath_nmmatrix *residuals,
+                                            void *userData)
+        {
+            if (scriptOf(userData).evaluations == 2)
+                solver->compJacobian = nullptr;
+            return scriptedResidual(solver, params, residuals, userData);
+        }
+        static kmath_status withoutDirection(kmath_levmarqsolve *solver,
+                                             const kmath_nmmatrix *params,
+                                             const kmath_nmmatrix *residuals,
+                                             kmath_nmmatrix *jacobian, kmath_nmmatrix *gradient,
+                                             kmath_nmmatrix *normalMatrix, void *userData)
+        {
+            if (scriptOf(userData).jacobians == 1)
+                solver->compSearchDir = nullptr;
+            return scriptedJacobian(solver, params, residuals, jacobian, gradient, normalMatrix,
+                                    userData);
+        }
+    };
+    ScriptedRun jacobian({5.0, 4.0, 3.0, 2.0}), direction({5.0, 4.0, 3.0, 2.0});
+    jacobian.solver->func = Callbacks::withoutJacobian;
+    direction.solver->compJacobian = Callbacks::withoutDirection;
+    for (ScriptedRun *run : {&jacobian, &direction}) {
+        const double lambda = run->solver->lambda;
+        run->minimize();
+        EXPECT_EQ(run->status, KMATH_ERR_FAILED);
+        EXPECT_EQ(run->finalCost, -7.0);
+        EXPECT_EQ(run->solver->lambda, lambda);
+    }
+    EXPECT_EQ(jacobian.script.jacobians, 2u);
+    EXPECT_EQ(jacobian.script.evaluations, 3u); // the second step was still accepted
+    EXPECT_EQ(direction.script.jacobians, 2u);
+    EXPECT_EQ(direction.script.evaluations, 2u);
+}
+
 TEST(LevmarqsolveMinimize, RefusesAStepOfTheWrongShape)
 {
     ScriptedRun run({2.0, 0.0});
