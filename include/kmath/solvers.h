@@ -644,9 +644,9 @@ KMATH_API kmath_status kmath_frprmn_destruct(kmath_frprmn *solver);
  *                          iteration must not fall short, and relative precision of the place on
  *                          each line, where √ε ≈ 1e-8 is the best that can be had
  * @param[in]     userData  handed to both callbacks; may be null
- * @return KMATH_OK; KMATH_ERR_BAD_DIMENSIONS for a negative n that is not already the length of
- *         every work vector; KMATH_ERR_NO_MEMORY for a start whose allocation failed; or the status
- *         of a failing allocation
+ * @return KMATH_OK; KMATH_ERR_BAD_DIMENSIONS for a start of negative length and for a negative n,
+ *         unless the vectors have that length already; KMATH_ERR_NO_MEMORY for a start whose
+ *         allocation failed; or the status of a failing allocation
  */
 KMATH_API kmath_status kmath_frprmn_setup(kmath_frprmn *solver, kmath_frprmn_func func,
                                           kmath_frprmn_dfunc dfunc, int32_t n,
