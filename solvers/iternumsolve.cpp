@@ -8,6 +8,7 @@
 #include "platform/math_support.hpp"
 #include "solvers/residuals.hpp"
 
+#include <cmath>
 #include <initializer_list>
 
 using namespace kmath;
@@ -16,8 +17,8 @@ namespace
 {
 
 // Steps of one phase. A factor that is hardly above 1 would otherwise ask for more of them than
-// anyone can wait for; one of 1.01 needs 1730 for the default range.
-constexpr int32_t longestPhase = 10000;
+// anyone can wait for; one of 1.001 needs 17226 for the default range.
+constexpr int32_t longestPhase = 100000;
 
 kmath_status evaluate(kmath_iternumsolve &solver, const kmath_nmmatrix &params, double &value)
 {
@@ -102,7 +103,7 @@ kmath_status runFromBoth(Ladder &ladder, double *finalValue)
     return KMATH_OK;
 }
 
-// A phase ends where the step has reached its limit, and where it stops growing or shrinking.
+// A phase ends where the step has reached its limit, and where its size stops growing or shrinking.
 
 kmath_status grow(Ladder &ladder, double *finalValue)
 {
@@ -112,7 +113,7 @@ kmath_status grow(Ladder &ladder, double *finalValue)
         RETURN_IF_FAILED(runFromBoth(ladder, finalValue));
         const double last = s.gradStep;
         s.gradStep *= s.gradStepFactor;
-        if (!(s.gradStep > last))
+        if (!(std::fabs(s.gradStep) > std::fabs(last)))
             break;
     }
     return KMATH_OK;
@@ -125,7 +126,7 @@ kmath_status shrink(Ladder &ladder, double *finalValue)
         RETURN_IF_FAILED(runFromBoth(ladder, finalValue));
         const double last = s.gradStep;
         s.gradStep /= s.gradStepFactor;
-        if (!(s.gradStep < last))
+        if (!(std::fabs(s.gradStep) < std::fabs(last)))
             break;
     }
     return KMATH_OK;

@@ -542,11 +542,11 @@ KMATH_API kmath_status kmath_iternumsolve_levmarqsolve_funcI(kmath_levmarqsolve 
  * nParams gradients for a numeric Jacobian. With useThreads set, those of a Jacobian
  * come from several threads at once.
  *
- * A phase is over as soon as a step is not larger (growing) or not smaller
- * (shrinking) than the one before, and after 10000 steps. So a factor up to 1, or
- * one that is NaN, makes one step a phase, as does a negative gradStepStart in the
- * growing phase; a gradStepStart of 0 or below makes the shrinking phase go on until
- * the step vanishes, and an infinite gradStepEnd the growing one until it overflows.
+ * A phase is also over as soon as the size |gradStep| no longer grows (growing) or
+ * shrinks (shrinking), and after 100000 steps. So a factor from −1 to 1, or one that
+ * is NaN, makes one step a phase; a gradStepStart of 0 or below makes the shrinking
+ * phase go on until the step vanishes, and an infinite gradStepEnd or a negative
+ * gradStepStart the growing one until it overflows.
  *
  * On a failure *finalValue may hold the cost of the last run that ended, and params,
  * lambda and gradStep are those of the run that failed: lambda is the entry's while a

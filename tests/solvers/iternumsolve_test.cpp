@@ -906,9 +906,12 @@ TEST(IternumsolveMinimize, EndsOnLaddersThatWouldGoOnForEver)
         }
         return steps;
     };
-    std::size_t stepsToInfinity = 0;
-    for (double h = 1e-10; h < infinity; h *= 3.0)
-        ++stepsToInfinity;
+    const auto stepsToInfinity = [](double h) {
+        std::size_t steps = 0;
+        for (; h < infinity; h *= 3.0)
+            ++steps;
+        return steps;
+    };
     const double barely = std::nextafter(1.0, 2.0);
     const struct {
         const char *name;
@@ -918,23 +921,26 @@ TEST(IternumsolveMinimize, EndsOnLaddersThatWouldGoOnForEver)
         {"factor 1", 1e-10, 0.003, 1.0, 2},
         {"factor below 1", 1e-10, 0.003, 0.5, 2},
         {"factor 0", 1e-10, 0.003, 0.0, 2},
-        {"factor −3", 1e-10, 0.003, -3.0, 2},
+        // Up to 1e-10·3¹⁵, every other one below 0, and the end step.
+        {"factor −3", 1e-10, 0.003, -3.0, 16 + 1},
         {"factor NaN", 1e-10, 0.003, nan, 2},
         {"factor ∞", 1e-10, 0.003, infinity, 2},
-        {"factor −∞", 1e-10, 0.003, -infinity, 2},
-        {"factor just above 1", 1e-10, 0.003, barely, 20000},
+        {"factor −∞", 1e-10, 0.003, -infinity, 3},
+        {"factor just above 1", 1e-10, 0.003, barely, 200000},
         {"factor just below 1", 1e-10, 0.003, std::nextafter(1.0, 0.0), 2},
         {"start 0", 0.0, 0.003, 3.0, 1 + stepsDownToNothing(0.003, 3.0)},
         {"start −0", -0.0, 0.003, 3.0, 1 + stepsDownToNothing(0.003, 3.0)},
         {"start 0, slow", 0.0, 0.003, 1.5, 1 + stepsDownToNothing(0.003, 1.5)},
-        // Down to 0 and once there.
-        {"start below 0", -1.0, 0.003, 3.0, 1 + stepsDownToNothing(0.003, 3.0) + 1},
+        // Up to −∞ and once there, down to 0 and once there.
+        {"start below 0", -1.0, 0.003, 3.0,
+         stepsToInfinity(1.0) + 1 + stepsDownToNothing(0.003, 3.0) + 1},
         {"start −∞", -infinity, 0.003, 3.0, 1 + stepsDownToNothing(0.003, 3.0) + 1},
         {"start NaN", nan, 0.003, 3.0, 0},
-        {"end ∞", 1e-10, infinity, 3.0, stepsToInfinity + 1},
+        {"end ∞", 1e-10, infinity, 3.0, stepsToInfinity(1e-10) + 1},
         {"end NaN", 1e-10, nan, 3.0, 0},
         {"end below start", 1e-10, -0.003, 3.0, 0},
-        {"both below 0", -0.003, -1e-10, 3.0, 2},
+        {"both below 0", -0.003, -1e-10, 3.0,
+         stepsToInfinity(0.003) + 1 + stepsDownToNothing(1e-10, 3.0) + 1},
         {"smallest start", 5e-324, 1e-323, 1.5, 2},
     };
     for (const auto &ladder : ladders) {
