@@ -302,10 +302,10 @@ template <class Operations, class Values> class VectorModel
 
     void assign()
     {
-        const auto [source, numbers] = anyVector();
-        if (source)
-            attempt([&] { return Operations::assign(&vector(), source); },
-                    [&] { model() = Numbers(*numbers); });
+        const Source source = anyVector();
+        if (source.vector)
+            attempt([&] { return Operations::assign(&vector(), source.vector); },
+                    [&] { model() = Numbers(*source.numbers); });
     }
 
     void assignElements()
@@ -327,11 +327,11 @@ template <class Operations, class Values> class VectorModel
 
     void append()
     {
-        const auto [source, numbers] = anyVector();
-        if (source && model().size() + numbers->size() <= 2 * large)
-            attempt([&] { return Operations::append(&vector(), source); },
+        const Source source = anyVector();
+        if (source.vector && model().size() + source.numbers->size() <= 2 * large)
+            attempt([&] { return Operations::append(&vector(), source.vector); },
                     [&] {
-                        const Numbers added = *numbers;
+                        const Numbers added = *source.numbers;
                         model().insert(model().end(), added.begin(), added.end());
                     });
     }
@@ -403,16 +403,16 @@ template <class Operations, class Values> class VectorModel
 
     void constructCopy()
     {
-        const auto [source, numbers] = anyVector();
-        if (source)
-            replace(Numbers(*numbers),
-                    [&](Vector *made) { return Operations::constructCopy(made, source); });
+        const Source source = anyVector();
+        if (source.vector)
+            replace(Numbers(*source.numbers),
+                    [&](Vector *made) { return Operations::constructCopy(made, source.vector); });
     }
 
     void changeHandle()
     {
-        const auto [source, numbers] = anyVector();
-        const Numbers cloned = *numbers;
+        const Source source = anyVector();
+        const Numbers cloned = *source.numbers;
         switch (upTo(3)) {
         case 0:
             attempt([&] { return Operations::create(&handle); }, [&] { handleModel.clear(); });
@@ -422,9 +422,9 @@ template <class Operations, class Values> class VectorModel
                     [&] { EXPECT_EQ(handle, nullptr); });
             break;
         default:
-            attempt([&] { return Operations::newClone(&handle, source); },
+            attempt([&] { return Operations::newClone(&handle, source.vector); },
                     [&] {
-                        EXPECT_EQ(handle == nullptr, source == nullptr);
+                        EXPECT_EQ(handle == nullptr, source.vector == nullptr);
                         handleModel = cloned;
                     });
         }
