@@ -195,12 +195,19 @@ kmath_status shift(kstd_vector_ &vector, size_t capacity, size_t position, size_
     if (position == vector.size)
         return extend(vector, source, n);
 
-    const size_t size = vector.elementSize;
-    const size_t behind = position + removed;
-    RETURN_IF_FAILED(ksys_memory_copy(at(vector, position + n), at(vector, behind),
-                                      (vector.size - behind) * size));
+    char *const first = at(vector, position);
+    char *const oldTail = first + removed * vector.elementSize;
+    char *const newTail = first + n * vector.elementSize;
+    const size_t bytes = (vector.size - position - removed) * vector.elementSize;
+    RETURN_IF_FAILED(ksys_memory_copy(newTail, oldTail, bytes));
+    const kmath_status status =
+        n == 0 ? KMATH_OK : ksys_memory_copy(first, source.first, n * vector.elementSize);
+    if (KMATH_IS_FAILURE(status)) {
+        ksys_memory_copy(oldTail, newTail, bytes);
+        return status;
+    }
     vector.size = vector.size - removed + n;
-    return n == 0 ? KMATH_OK : ksys_memory_copy(at(vector, position), source.first, n * size);
+    return KMATH_OK;
 }
 
 // Replaces `removed` elements at a position by n new ones, which may come from the vector itself.
@@ -219,7 +226,7 @@ kmath_status splice(kstd_vector_ &vector, size_t position, size_t removed, const
         return truncate(vector, position);
     if (atTheEnd && removed == 0)
         return extend(vector, source, n);
-    if (removed == n && n == 0)
+    if (removed == 0 && n == 0)
         return KMATH_OK;
     return isPlain(vector) && !liesWithin(source, vector)
                ? shift(vector, capacity, position, removed, source, n)
@@ -362,10 +369,10 @@ KMATH_REPLACEABLE kmath_status kstd_vector__newClone(kstd_vector_ **handle,
     if (*handle == source) // it holds its own clone already
         return KMATH_OK;
     RETURN_IF_FAILED(kstd_vector__new(handle, source->elementSize, source->etable));
-    const kmath_status status = kstd_vector__assign(*handle, source);
-    if (KMATH_IS_FAILURE(status))
-        kstd_vector__delete(handle);
-    return status;
+    CleanupFrame<2> frame;
+    frame.guard(*handle);
+    frame.guard(**handle);
+    return frame.leave(kstd_vector__assign(*handle, source));
 }
 
 KMATH_REPLACEABLE kmath_status kstd_vector__delete(kstd_vector_ **handle)

@@ -543,6 +543,11 @@ TEST(GenericVectorWithThrowingElements, KeepsTheOldOnesAndReleasesTheNew)
         throws([&] {
             kstd_vector__constructFromBlock(&made, size, Throwing::table, block.data(), 4);
         });
+        kstd_vector_ *handle = nullptr;
+        const kstd_vector_ source = {
+            const_cast<Throwing::Element *>(block.data()), 4, 4, size, Throwing::table, nullptr};
+        throws([&] { kstd_vector__newClone(&handle, &source); });
+        EXPECT_EQ(handle, nullptr);
         EXPECT_EQ(kstd_vector__destruct(&vector), KMATH_OK);
     }
     EXPECT_EQ(support::liveBlocks(), before);
@@ -580,6 +585,34 @@ TEST(GenericVectorWithFailingDestructors, DestructsAllAndGivesTheFirstFailure)
     }
     EXPECT_EQ(support::liveBlocks(), before);
     EXPECT_EQ(liveElements, 0);
+}
+
+TEST(GenericVectorWithFailingDestructors, DropsElementsAllTheSame)
+{
+    const support::ElementBlock<Owning> block({1, 2, 3});
+    const auto attempt = [&](kmath_status expected, const std::vector<int> &left,
+                             const auto &operation) {
+        kstd_vector_ vector;
+        ASSERT_EQ(kstd_vector__constructFromBlock(&vector, sizeof(Failing::Element), Failing::table,
+                                                  block.data(), 3),
+                  KMATH_OK);
+        EXPECT_EQ(operation(&vector), expected);
+        EXPECT_EQ((support::numbersOf<Generic<Failing>, Failing>(vector)), left);
+        kstd_vector__destruct(&vector);
+        EXPECT_EQ(liveElements, 3) << "the block's own";
+    };
+    const auto failure = [](int number) { return KMATH_ERR_FAILED + number; };
+    attempt(failure(3), {}, kstd_vector__clear);
+    attempt(failure(3), {}, kstd_vector__clearAndFreeMemory);
+    attempt(failure(3), {1}, [](auto *vector) { return kstd_vector__resize(vector, 1); });
+    attempt(failure(3), {1, 2}, [](auto *vector) { return kstd_vector__erase(vector, 2, 1); });
+    // Copies have taken the place of the old elements by then.
+    attempt(KMATH_OK, {2, 3}, [](auto *vector) { return kstd_vector__eraseElement(vector, 0); });
+    attempt(KMATH_OK, {1, 2, 3}, [](auto *vector) { return kstd_vector__reserve(vector, 9); });
+    attempt(KMATH_OK, {1, 3, 2, 3},
+            [&](auto *vector) { return kstd_vector__insertElement(vector, 1, block.data() + 2); });
+    attempt(KMATH_OK, {2},
+            [&](auto *vector) { return kstd_vector__assignElements(vector, block.data() + 1, 1); });
 }
 
 TEST(GenericVectorArguments, AreAsserted)

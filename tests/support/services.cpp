@@ -27,6 +27,7 @@ std::atomic<bool> failed{false};
 std::atomic<std::size_t> requested{0};
 
 std::atomic<kmath_status> copyAnswer{KMATH_OK};
+std::atomic<int> failingCopy{-1}; // −1 for all
 std::atomic<int> copies{0};
 std::atomic<std::size_t> copied{0};
 
@@ -91,9 +92,9 @@ kmath_status ksys_memory_allocClear_internal(void **block, std::size_t bytes)
 
 kmath_status ksys_memory_copy(void *to, const void *from, std::size_t bytes)
 {
-    ++copies;
+    const int number = copies++;
     copied = bytes;
-    if (KMATH_IS_FAILURE(copyAnswer.load()))
+    if (KMATH_IS_FAILURE(copyAnswer.load()) && (failingCopy == -1 || failingCopy == number))
         return copyAnswer;
     if (bytes != 0)
         std::memmove(to, from, bytes);
@@ -234,9 +235,10 @@ void sweepAllocationFailures(const std::function<kmath_status()> &body)
         [&] { status = body(); });
 }
 
-CopyWatch::CopyWatch(kmath_status answer)
+CopyWatch::CopyWatch(kmath_status answer, int failing)
 {
     copyAnswer = answer;
+    failingCopy = failing;
     copies = 0;
 }
 

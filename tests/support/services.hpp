@@ -66,11 +66,12 @@ void sweepAllocationFailures(const std::function<kmath_status()> &body);
 void sweepAllocationFailures(const std::function<void(bool failed)> &judge,
                              const std::function<void()> &body);
 
-/// Watches ksys_memory_copy while it lives. With a failure to answer, nothing is copied.
+/// Watches ksys_memory_copy while it lives. With a failure to answer, nothing is copied: at any
+/// call, or at the one with the given number, counted from 0.
 class CopyWatch
 {
   public:
-    explicit CopyWatch(kmath_status answer = KMATH_OK);
+    explicit CopyWatch(kmath_status answer = KMATH_OK, int failing = -1);
     ~CopyWatch();
     CopyWatch(const CopyWatch &) = delete;
     CopyWatch &operator=(const CopyWatch &) = delete;
