@@ -29,6 +29,7 @@ TYPED_TEST(ShareableVector, IsAnObjectWithAVectorBehindItsHeader)
     EXPECT_EQ(generic.mtable, nullptr);
     ASSERT_NE(generic.etable, nullptr);
     EXPECT_EQ(generic.etable->constructCopy != nullptr, ValuesIn<TypeParam>::ownsMemory);
+    EXPECT_EQ(ShareableOf<TypeParam>::typeCheck(this->shareable), KMATH_OK);
 }
 
 TYPED_TEST(ShareableVector, IsConstructedInEveryWay)

@@ -122,6 +122,14 @@ TYPED_TEST(TypedVectorArguments, MayBeNullWhereThereIsNothingToRead)
     expectNothingAsserted(__LINE__, [&] { return Operations::__VA_ARGS__; })
     EXPECT_NOT_ASSERTED(assignElements(given, nullptr, 0));
     EXPECT_NOT_ASSERTED(insert(given, 0, nullptr, 0));
+    EXPECT_NOT_ASSERTED(resize(given, 2));
+    EXPECT_NOT_ASSERTED(resizeFill(given, 2, nullptr));
+    EXPECT_NOT_ASSERTED(resizeFill(given, 0, nullptr));
+    TypeParam made; // without a block of its own, whichever constructor is the last
+    EXPECT_NOT_ASSERTED(constructFill(&made, 0, nullptr));
+    EXPECT_NOT_ASSERTED(constructFromBlock(&made, nullptr, 0));
+    EXPECT_NOT_ASSERTED(constructEmptyWithMtable(&made, nullptr));
+    EXPECT_NOT_ASSERTED(constructWithMtable(&made, 0, nullptr));
     EXPECT_NOT_ASSERTED(newClone(&none, nullptr));
     EXPECT_NOT_ASSERTED(destroy(&none));
 #undef EXPECT_NOT_ASSERTED

@@ -24,6 +24,7 @@ TYPED_TEST(TypedVector, IsTheGenericVector)
     std::size_t size = 0;
     EXPECT_EQ(OperationsOf<TypeParam>::getElementSize(&this->vector, &size), KMATH_OK);
     EXPECT_EQ(size, sizeof(ElementOf<TypeParam>));
+    EXPECT_EQ(OperationsOf<TypeParam>::typeCheck(&this->vector), KMATH_OK);
 }
 
 TYPED_TEST(TypedVector, CarriesTheOperationsOfItsElements)
@@ -105,6 +106,11 @@ TYPED_TEST(TypedVector, TakesItsBlockFromTheMemoryTable)
     ASSERT_EQ(Operations::constructCopy(&copy, &counted), KMATH_OK);
     EXPECT_EQ(blocksOfTable, 2) << "a copy has the same table";
     Operations::destruct(&copy);
+    TypeParam *clone = nullptr;
+    ASSERT_EQ(Operations::newClone(&clone, &counted), KMATH_OK);
+    EXPECT_EQ(clone->vector.mtable, nullptr) << "a clone is the memory service's";
+    EXPECT_EQ(blocksOfTable, 1);
+    Operations::destroy(&clone);
     ASSERT_EQ(Operations::reserve(&counted, 30), KMATH_OK);
     EXPECT_EQ(blocksOfTable, 1) << "the old block is given back";
     Operations::destruct(&counted);
