@@ -62,6 +62,7 @@ operations() {
             if (/;$/) {
                 declaring = 0
                 sub(/^kmath_status [VS]_/, "", signature); sub(/;$/, "", signature)
+                sub(/\( /, "(", signature)
                 sub(/ $/, "", text)
                 if (match(text, /\. [A-Z]/))
                     text = substr(text, 1, RSTART)

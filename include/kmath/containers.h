@@ -17,8 +17,10 @@
  * A failing operation leaves a vector valid and with the elements that it had.
  * The failures are KMATH_ERR_BAD_DIMENSIONS for a position or count beyond the
  * vector, KMATH_ERR_NO_MEMORY or the status of a failing memory table, and
- * whatever constructing, copying or destructing an element gives. A null vector,
- * handle or result pointer is reported to kstd_assert_, never through the status.
+ * whatever constructing, copying or destructing an element gives; elements that are
+ * dropped are gone even then. A null vector, handle, source, element or result pointer
+ * is reported to kstd_assert_, never through the status; elements of which none are
+ * asked for may be null.
  *
  * Every vector has a shareable twin, kstd_vector_TShareable, with the operations of
  * shareable_operations.h: an object that holds such a vector and knows its own

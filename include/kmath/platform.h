@@ -244,11 +244,17 @@ KMATH_API kmath_status ksys_jobResultSet_destruct(ksys_jobResultSet *results);
    and destructed by their operations, and an operation that needs them elsewhere copies all of them
    before it destructs the old ones. Room grows by half at least. A failing operation leaves the
    vector valid, with the elements that it had; a failing constructor leaves nothing to destruct.
+   But dropped elements are gone even if destructing one of them fails: the others are destructed
+   too, and the first failure is returned. Old elements that copies have replaced are destructed
+   whatever that gives.
    Failures are KMATH_ERR_BAD_DIMENSIONS for a position or count beyond the vector,
    KMATH_ERR_NO_MEMORY, KMATH_ERR_FAILED for two vectors of different element sizes, or those of the
    tables. Tables must outlive the vector. */
 
-/** Element operations; a null entry means that elements are plain memory. */
+/**
+ * Element operations: all four, or all null for plain memory. One that fails or throws leaves
+ * nothing to destruct; destruct must not throw.
+ */
 typedef struct kstd_vectorEtable {
     kmath_status (*constructEmpty)(void *element);                    /**< a new, empty element */
     kmath_status (*constructCopy)(void *element, const void *source); /**< a new copy of source */
@@ -257,7 +263,10 @@ typedef struct kstd_vectorEtable {
     const void *endMark;                                              /**< null */
 } kstd_vectorEtable;
 
-/** Where a vector takes its memory from; the default is the memory service. */
+/**
+ * Where a vector takes its memory from, as the memory service does, which is the default; no entry
+ * is null.
+ */
 typedef struct kstd_vectorMtable {
     kmath_status (*alloc)(void **block, size_t bytes);   /**< a new block */
     kmath_status (*realloc)(void **block, size_t bytes); /**< a block of another size */
@@ -329,6 +338,7 @@ KMATH_API kmath_status kstd_vector__new(kstd_vector_ **handle, size_t elementSiz
 /**
  * Puts a new copy of a vector into a handle; what the handle holds is deleted first. A null source
  * only deletes, and a handle of the source itself stays as it is. On failure the handle is null.
+ * The copy's memory is from the memory service, whatever table the source has.
  */
 KMATH_API kmath_status kstd_vector__newClone(kstd_vector_ **handle, const kstd_vector_ *source);
 

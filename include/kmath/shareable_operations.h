@@ -140,7 +140,7 @@ KMATH_API kmath_status KSTD_SHAREABLE_OPERATION(compareEqual)(const KSTD_SHAREAB
 
 /* Type names. */
 
-/** The name of the object's type, a constant: for points L"kstd_vector_kmath_vect3Shareable". */
+/** The name of the object's type, a constant: that of its record, as a wide string. */
 KMATH_API kmath_status KSTD_SHAREABLE_OPERATION(getTypename)(const KSTD_SHAREABLE *object,
                                                              const wchar_t **name);
 

@@ -76,14 +76,16 @@ KMATH_API kmath_status KSTD_OPERATION(destruct)(KSTD_VECTOR *vector);
 
 /**
  * Puts a new empty vector, allocated from the memory service, into a handle; one that the
- * handle holds already is deleted first. The handle must be null before its first use.
+ * handle holds already is deleted first. The handle must be null before its first use, and
+ * is null on failure.
  */
 KMATH_API kmath_status KSTD_OPERATION(new)(KSTD_VECTOR **handle);
 
 /**
  * Puts a new copy of a vector into a handle in place of what it holds; for a null source
  * the handle's vector is deleted. A handle of the source itself stays as it is. On
- * failure the handle is null.
+ * failure the handle is null. The copy's memory is from the memory service, whatever table
+ * the source has.
  */
 KMATH_API kmath_status KSTD_OPERATION(newClone)(KSTD_VECTOR **handle, const KSTD_VECTOR *source);
 
