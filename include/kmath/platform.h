@@ -258,7 +258,8 @@ KMATH_API kmath_status ksys_jobResultSet_destruct(ksys_jobResultSet *results);
 typedef struct kstd_vectorEtable {
     kmath_status (*constructEmpty)(void *element);                    /**< a new, empty element */
     kmath_status (*constructCopy)(void *element, const void *source); /**< a new copy of source */
-    kmath_status (*assign)(void *element, const void *source);        /**< overwrite by source */
+    kmath_status (*assign)(void *element, const void *source);        /**< overwrite by source; a
+                                                                           vector copies instead */
     kmath_status (*destruct)(void *element);                          /**< release the element */
     const void *endMark;                                              /**< null */
 } kstd_vectorEtable;
