@@ -66,28 +66,12 @@ Pixel projected(const Intrinsics &c, const ViewPose &pose, double X, double Y)
 
 const std::string number("([-+]?\\d+\\.\\d+)");
 
-std::vector<double> numbersIn(std::string text)
-{
-    std::vector<double> numbers;
-    std::istringstream stream(text);
-    for (double value; stream >> value;)
-        numbers.push_back(value);
-    return numbers;
-}
-
 class CalibrateCamera : public ProgramOnData
 {
   protected:
     CalibrateCamera() : ProgramOnData(CALIBRATE_PROGRAM, CORNER_FILE) {}
 
     void write(const std::string &text) const { std::ofstream(data, std::ios::binary) << text; }
-
-    void spoil(const std::function<void(Lines &)> &change) const
-    {
-        Lines lines = linesOf(contents(data));
-        change(lines);
-        write(joined(lines));
-    }
 };
 
 // The numbers of the line that begins with the name; of the first one behind the heading.
@@ -147,7 +131,7 @@ TEST_F(CalibrateCamera, BeginsNearTheSolutionAndWithoutDistortion)
 TEST_F(CalibrateCamera, CountsDigitsAgainstTheReferenceOfTheFile)
 {
     // fx moved by 1 in its sixth digit: 1e-3 / 533.107 = 10^-5.73
-    spoil([](Lines &lines) {
+    spoil(data, [](Lines &lines) {
         const size_t at = lines.at(4).find("533.106027");
         ASSERT_NE(at, std::string::npos);
         lines[4].replace(at, 10, "533.107027");
@@ -287,7 +271,8 @@ TEST_F(CalibrateCamera, TakesTheCornersOfAViewInAnyOrder)
         return out.substr(0, out.find("threads Jacobians")) + out.substr(out.find("reprojection"));
     };
     const std::string before = withoutTimes(runOnData().out);
-    spoil([](Lines &lines) { std::reverse(lines.begin() + 6, lines.begin() + 6 + nCorners); });
+    spoil(data,
+          [](Lines &lines) { std::reverse(lines.begin() + 6, lines.begin() + 6 + nCorners); });
     EXPECT_EQ(withoutTimes(runOnData().out), before);
 }
 
@@ -306,14 +291,8 @@ TEST_F(CalibrateCamera, DrawsThePictureAndSaysWhere)
     if (!gnuplotIsThere())
         GTEST_SKIP() << "gnuplot is not installed";
     const Outcome outcome = runOnData("");
-    const fs::path picture = folder / "out/calibrate_camera.png";
-    EXPECT_EQ(outcome.status, EXIT_SUCCESS) << outcome.err;
+    expectPicture(outcome);
     EXPECT_EQ(outcome.err, "");
-    EXPECT_NE(outcome.out.find("picture: " + picture.string() + '\n'), std::string::npos);
-    const std::string png = contents(picture);
-    ASSERT_GT(png.size(), 24u);
-    EXPECT_EQ(png.substr(0, 8), "\x89PNG\r\n\x1a\n");
-    EXPECT_EQ(png.substr(16, 4), std::string("\0\0\x07\xd0", 4)); // 2000 wide
 }
 
 TEST_F(CalibrateCamera, DrawsOtherBoardsAndNumbersOfViews)
@@ -378,18 +357,7 @@ TEST_F(CalibrateCamera, SaysWhenTheOutputCannotBeWritten)
               (data / "calibrate_camera.gp").string() + ": cannot be written: Not a directory\n");
 }
 
-TEST_F(CalibrateCamera, ExplainsItsArguments)
-{
-    const Outcome help = run("--help");
-    EXPECT_EQ(help.status, EXIT_SUCCESS);
-    EXPECT_EQ(help.out.rfind("usage: calibrate_camera", 0), 0u);
-    for (const char *arguments : {"a b c", "--unknown"}) {
-        const Outcome refused = run(arguments);
-        EXPECT_EQ(refused.status, 2);
-        EXPECT_EQ(refused.err.rfind("usage: calibrate_camera", 0), 0u);
-        EXPECT_EQ(refused.out, "");
-    }
-}
+TEST_F(CalibrateCamera, ExplainsItsArguments) { expectUsage(); }
 
 TEST_F(CalibrateCamera, NamesAMissingFile)
 {
@@ -406,7 +374,7 @@ TEST_F(CalibrateCamera, NamesAFolderInPlaceOfAFile)
 
 TEST_F(CalibrateCamera, NamesAViewWithoutHomography)
 {
-    spoil([](Lines &lines) { // all corners of the second view in one place
+    spoil(data, [](Lines &lines) { // all corners of the second view in one place
         for (size_t k = 60; k < 60 + nCorners; ++k) {
             size_t at = 0;
             for (int comma = 0; comma < 3; ++comma)
@@ -554,7 +522,7 @@ class MalformedCornerFile : public CalibrateCamera, public testing::WithParamInt
 
 TEST_P(MalformedCornerFile, IsNamedWithItsLine)
 {
-    spoil(GetParam().change);
+    spoil(data, GetParam().change);
     EXPECT_EQ(complaint(), data.string() + ':' + GetParam().complaint);
 }
 

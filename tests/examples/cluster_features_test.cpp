@@ -22,21 +22,11 @@ struct Point {
     int group;
 };
 
-std::vector<double> fieldsOf(std::string text)
-{
-    std::replace(text.begin(), text.end(), ',', ' ');
-    std::vector<double> numbers;
-    std::istringstream stream(text);
-    for (double value; stream >> value;)
-        numbers.push_back(value);
-    return numbers;
-}
-
 std::vector<Point> pointsIn(const fs::path &file)
 {
     std::vector<Point> points;
     for (const std::string &line : linesOf(contents(file))) {
-        const std::vector<double> f = fieldsOf(line);
+        const std::vector<double> f = numbersIn(line);
         if (f.size() == 5)
             points.push_back({f[0], f[1], f[2], f[3], static_cast<int>(f[4])});
         else if (f.size() == 3)
@@ -102,7 +92,7 @@ std::vector<std::vector<DrawnNode>> drawnIn(const std::string &script)
         if (line == "END")
             inside = false;
         if (inside) {
-            const std::vector<double> f = fieldsOf(line);
+            const std::vector<double> f = numbersIn(line);
             EXPECT_EQ(f.size(), 7u) << line;
             if (f.size() == 7)
                 blocks.back().push_back({f[0], f[1], f[2], f[3], static_cast<int>(f[4]),
@@ -348,9 +338,9 @@ TEST(ClusterResults, HaveTheEigenvaluesOfTheirGraphs)
         std::string part = text.substr(from, to - from);
         const size_t bar = part.find('|');
         ASSERT_NE(bar, std::string::npos);
-        EXPECT_EQ(fieldsOf(part.substr(0, bar)).size(), set.groups.size());
+        EXPECT_EQ(numbersIn(part.substr(0, bar)).size(), set.groups.size());
         part[bar] = ' ';
-        const std::vector<double> printed = fieldsOf(part);
+        const std::vector<double> printed = numbersIn(part);
         ASSERT_EQ(printed.size(), set.groups.size() + 4);
         EXPECT_EQ(printed[0], 0);
         for (size_t j = 1; j < printed.size(); ++j) {
@@ -378,39 +368,14 @@ TEST_F(ClusterFeatures, DrawsThePictureAndSaysWhere)
     if (!gnuplotIsThere())
         GTEST_SKIP() << "gnuplot is not installed";
     const Outcome outcome = runOnData("");
-    const fs::path picture = folder / "out/cluster_features.png";
-    EXPECT_EQ(outcome.status, EXIT_SUCCESS) << outcome.err;
+    expectPicture(outcome);
     EXPECT_EQ(outcome.err, "");
-    EXPECT_NE(outcome.out.find("picture: " + picture.string() + '\n'), std::string::npos);
-    const std::string png = contents(picture);
-    ASSERT_GT(png.size(), 24u);
-    EXPECT_EQ(png.substr(0, 8), "\x89PNG\r\n\x1a\n");
-    EXPECT_EQ(png.substr(16, 4), std::string("\0\0\x07\xd0", 4)); // 2000 wide
     EXPECT_EQ(details(outcome.out), details(told().outcome.out)) << "the same again";
 }
 
-TEST_F(ClusterFeatures, NamesAFolderThatCannotBeMade)
-{
-    std::ofstream(folder / "file") << '\n';
-    const Outcome outcome = run(quoted(data) + ' ' + quoted(folder / "file/out"));
-    EXPECT_EQ(outcome.status, EXIT_FAILURE);
-    EXPECT_EQ(outcome.err, (folder / "file/out").string() + ": cannot be made: Not a directory\n");
-}
+TEST_F(ClusterFeatures, NamesAFolderThatCannotBeMade) { expectComplaintAboutOutputFolder(); }
 
-TEST_F(ClusterFeatures, ExplainsItsArguments)
-{
-    for (const char *argument : {"--help", "-h"}) {
-        const Outcome help = run(argument);
-        EXPECT_EQ(help.status, EXIT_SUCCESS);
-        EXPECT_EQ(help.out.rfind("usage: cluster_features", 0), 0u);
-    }
-    for (const char *arguments : {"a b c", "--unknown"}) {
-        const Outcome refused = run(arguments);
-        EXPECT_EQ(refused.status, 2);
-        EXPECT_EQ(refused.err.rfind("usage: cluster_features", 0), 0u);
-        EXPECT_EQ(refused.out, "");
-    }
-}
+TEST_F(ClusterFeatures, ExplainsItsArguments) { expectUsage(); }
 
 TEST_F(ClusterFeatures, NamesAMissingFile)
 {
@@ -423,9 +388,7 @@ TEST_F(ClusterFeatures, NamesAMissingFile)
 
 TEST_F(ClusterFeatures, NamesTheLineOfAMalformedFile)
 {
-    Lines lines = linesOf(contents(data / "coins.csv"));
-    lines.at(99) = "1,2,3,4";
-    std::ofstream(data / "coins.csv") << joined(lines);
+    spoil(data / "coins.csv", line(100, "1,2,3,4"));
     EXPECT_EQ(complaint(),
               (data / "coins.csv").string() + ":100: expected a point in 5 fields, found 4\n");
 }

@@ -16,16 +16,6 @@ using namespace programs;
 
 using Points = std::vector<Eigen::Vector2d>;
 
-std::vector<double> numbersIn(std::string text)
-{
-    std::replace(text.begin(), text.end(), ',', ' ');
-    std::vector<double> numbers;
-    std::istringstream stream(text);
-    for (double value; stream >> value;)
-        numbers.push_back(value);
-    return numbers;
-}
-
 std::map<int, Points> outlinesIn(const fs::path &file)
 {
     std::map<int, Points> outlines;
@@ -231,18 +221,7 @@ TEST_F(MeasureOutlines, NamesTheLineOfAMalformedFile)
 
 TEST_F(MeasureOutlines, ExplainsItsArguments)
 {
-    for (const char *argument : {"--help", "-h"}) {
-        const Outcome help = run(argument);
-        EXPECT_EQ(help.status, EXIT_SUCCESS);
-        EXPECT_EQ(help.out.rfind("usage: measure_outlines", 0), 0u);
-    }
-    for (const char *arguments :
-         {"a 1 c", "--unknown", "a 0", "a -1", "a nan", "a inf", "a 1mm", "a ''"}) {
-        const Outcome refused = run(arguments);
-        EXPECT_EQ(refused.status, 2) << arguments;
-        EXPECT_EQ(refused.err.rfind("usage: measure_outlines", 0), 0u) << arguments;
-        EXPECT_EQ(refused.out, "");
-    }
+    expectUsage({"a 1 c", "--unknown", "a 0", "a -1", "a nan", "a inf", "a 1mm", "a ''"});
 }
 
 } // namespace

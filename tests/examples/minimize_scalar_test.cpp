@@ -23,16 +23,6 @@ using Eigen::Vector3d; // of a circle: x, y, radius
 
 using Points = std::vector<Vector2d>;
 
-std::vector<double> numbersIn(std::string text)
-{
-    std::replace(text.begin(), text.end(), ',', ' ');
-    std::vector<double> numbers;
-    std::istringstream stream(text);
-    for (double value; stream >> value;)
-        numbers.push_back(value);
-    return numbers;
-}
-
 std::map<int, Points> coinsIn(const fs::path &file)
 {
     std::map<int, Points> coins;
@@ -254,13 +244,6 @@ class MinimizeScalar : public ProgramOnData
 {
   protected:
     MinimizeScalar() : ProgramOnData(MINIMIZE_PROGRAM, fs::path(FEATURE_FOLDER) / "ruspini.csv") {}
-
-    void spoil(const std::function<void(Lines &)> &change) const
-    {
-        Lines lines = linesOf(contents(data));
-        change(lines);
-        std::ofstream(data) << joined(lines);
-    }
 };
 
 TEST_F(MinimizeScalar, DrawsThePictureAndSaysWhere)
@@ -268,39 +251,14 @@ TEST_F(MinimizeScalar, DrawsThePictureAndSaysWhere)
     if (!gnuplotIsThere())
         GTEST_SKIP() << "gnuplot is not installed";
     const Outcome outcome = runOnData("");
-    const fs::path picture = folder / "out/minimize_scalar.png";
-    EXPECT_EQ(outcome.status, EXIT_SUCCESS) << outcome.err;
+    expectPicture(outcome);
     EXPECT_EQ(outcome.err, "");
-    EXPECT_NE(outcome.out.find("picture: " + picture.string() + '\n'), std::string::npos);
-    const std::string png = contents(picture);
-    ASSERT_GT(png.size(), 24u);
-    EXPECT_EQ(png.substr(0, 8), "\x89PNG\r\n\x1a\n");
-    EXPECT_EQ(png.substr(16, 4), std::string("\0\0\x07\xd0", 4)); // 2000 wide
     EXPECT_EQ(rowsIn(outcome.out).size(), 4u);
 }
 
-TEST_F(MinimizeScalar, NamesAFolderThatCannotBeMade)
-{
-    std::ofstream(folder / "file") << '\n';
-    const Outcome outcome = run(quoted(data) + ' ' + quoted(folder / "file/out"));
-    EXPECT_EQ(outcome.status, EXIT_FAILURE);
-    EXPECT_EQ(outcome.err, (folder / "file/out").string() + ": cannot be made: Not a directory\n");
-}
+TEST_F(MinimizeScalar, NamesAFolderThatCannotBeMade) { expectComplaintAboutOutputFolder(); }
 
-TEST_F(MinimizeScalar, ExplainsItsArguments)
-{
-    for (const char *argument : {"--help", "-h"}) {
-        const Outcome help = run(argument);
-        EXPECT_EQ(help.status, EXIT_SUCCESS);
-        EXPECT_EQ(help.out.rfind("usage: minimize_scalar", 0), 0u);
-    }
-    for (const char *arguments : {"a b c", "--unknown"}) {
-        const Outcome refused = run(arguments);
-        EXPECT_EQ(refused.status, 2);
-        EXPECT_EQ(refused.err.rfind("usage: minimize_scalar", 0), 0u);
-        EXPECT_EQ(refused.out, "");
-    }
-}
+TEST_F(MinimizeScalar, ExplainsItsArguments) { expectUsage(); }
 
 TEST_F(MinimizeScalar, NamesAMissingFile)
 {
@@ -310,7 +268,7 @@ TEST_F(MinimizeScalar, NamesAMissingFile)
 
 TEST_F(MinimizeScalar, NamesTheLineThatItCannotRead)
 {
-    spoil([](Lines &lines) { lines.at(9) = "1,two,1"; });
+    spoil(data, line(10, "1,two,1"));
     EXPECT_EQ(complaint(), data.string() + ":10: expected a number for y, found 'two'\n");
 }
 

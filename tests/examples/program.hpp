@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
@@ -41,6 +42,17 @@ inline std::string joined(const Lines &lines)
     for (const std::string &line : lines)
         text += line + '\n';
     return text;
+}
+
+// The numbers of a line, parted by blanks or commas, up to the first that is none.
+inline std::vector<double> numbersIn(std::string text)
+{
+    std::replace(text.begin(), text.end(), ',', ' ');
+    std::vector<double> numbers;
+    std::istringstream stream(text);
+    for (double value; stream >> value;)
+        numbers.push_back(value);
+    return numbers;
 }
 
 inline std::string quoted(const fs::path &path) { return '\'' + path.string() + '\''; }
@@ -113,6 +125,50 @@ class ProgramOnData : public testing::Test
         EXPECT_FALSE(fs::exists(folder / "out"));
         EXPECT_EQ(linesOf(outcome.err).size(), 1u) << outcome.err;
         return outcome.err;
+    }
+
+    void spoil(const fs::path &file, const std::function<void(Lines &)> &change) const
+    {
+        Lines lines = linesOf(contents(file));
+        change(lines);
+        std::ofstream(file, std::ios::binary) << joined(lines);
+    }
+
+    void expectUsage(const std::vector<std::string> &refused = {"a b c", "--unknown"}) const
+    {
+        const std::string usage = "usage: " + program.filename().string();
+        for (const char *asking : {"--help", "-h"}) {
+            const Outcome help = run(asking);
+            EXPECT_EQ(help.status, EXIT_SUCCESS);
+            EXPECT_EQ(help.out.rfind(usage, 0), 0u);
+        }
+        for (const std::string &arguments : refused) {
+            const Outcome refusal = run(arguments);
+            EXPECT_EQ(refusal.status, 2) << arguments;
+            EXPECT_EQ(refusal.err.rfind(usage, 0), 0u) << arguments;
+            EXPECT_EQ(refusal.out, "");
+        }
+    }
+
+    // A picture of the program's name, 2000 pixels wide, whose place the program has told.
+    void expectPicture(const Outcome &outcome) const
+    {
+        const fs::path picture = folder / "out" / (program.filename().string() + ".png");
+        EXPECT_EQ(outcome.status, EXIT_SUCCESS) << outcome.err;
+        EXPECT_NE(outcome.out.find("picture: " + picture.string() + '\n'), std::string::npos);
+        const std::string png = contents(picture);
+        ASSERT_GT(png.size(), 24u);
+        EXPECT_EQ(png.substr(0, 8), "\x89PNG\r\n\x1a\n");
+        EXPECT_EQ(png.substr(16, 4), std::string("\0\0\x07\xd0", 4));
+    }
+
+    void expectComplaintAboutOutputFolder() const
+    {
+        std::ofstream(folder / "file") << '\n';
+        const Outcome outcome = run(quoted(data) + ' ' + quoted(folder / "file/out"));
+        EXPECT_EQ(outcome.status, EXIT_FAILURE);
+        EXPECT_EQ(outcome.err,
+                  (folder / "file/out").string() + ": cannot be made: Not a directory\n");
     }
 
     const fs::path program;
