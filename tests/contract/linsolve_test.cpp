@@ -1,6 +1,6 @@
 // The damped driver that solves for itself, seen from outside: its whole course in bits against the
 // loop written out, every way out of it, and what a failing step leaves behind.
-#include "contract/problems.hpp"
+#include "contract/damped_loop.hpp"
 #include "support/services.hpp"
 
 #include <gtest/gtest.h>
@@ -22,6 +22,7 @@ using textbook::Call;
 using textbook::decay;
 using textbook::deficient;
 using textbook::Evaluate;
+using textbook::Exit;
 using textbook::hopeless;
 using textbook::linear;
 using textbook::powellSingular;
@@ -48,149 +49,17 @@ Problem steepCliff()
 const std::function<Problem()> problems[] = {rosenbrock, powellSingular, decay,
                                              linear,     deficient,      steepCliff};
 
-enum class Exit { CostReached, SolveRefused, TryCap, SmallDecrease, IterationCap };
-
-/// The course of the method on plain arrays. Only the condition number is the library's.
-class NaiveLinsolve
+/// Ends where the solve is refused.
+class NaiveLinsolve : public textbook::NaiveDamped
 {
   public:
-    struct Failed {
-        kmath_status status;
-    };
-
     NaiveLinsolve(const Problem &of, const kmath_levmarqsolve &tuning)
-        : problem(of), settings(tuning), n(static_cast<int>(of.start.size())), m(of.nResiduals),
-          p(of.start), r(static_cast<std::size_t>(m)), trial(of.start.size()), gradient(1, n),
-          normal(n, n)
+        : NaiveDamped(of, tuning, 12.0)
     {
     }
-
-    kmath_status run(double *finalCost)
-    {
-        try {
-            *finalCost = minimize();
-            return KMATH_OK;
-        } catch (const Failed &failed) {
-            return failed.status;
-        }
-    }
-
-    const Problem &problem;
-    const kmath_levmarqsolve &settings;
-    const int n, m;
-    std::vector<double> p, r, trial;
-    Matrix gradient, normal;
-    Exit exit = Exit::CostReached;
-    int evaluations = 0, jacobians = 0, rejected = 0;
 
   private:
-    static double &at(std::vector<double> &v, int i) { return v[static_cast<std::size_t>(i)]; }
-
-    double minimize()
-    {
-        double lambda = settings.lambda;
-        const double costBound = settings.costTolerance * settings.costTolerance;
-        const double dropBound = settings.decreaseTolerance * settings.decreaseTolerance;
-        double cost = costAt(p);
-        for (int iteration = 0; cost > costBound; ++iteration) {
-            if (iteration >= settings.maxIterations) {
-                exit = Exit::IterationCap;
-                break;
-            }
-            computeJacobian();
-            int tries = 0;
-            trial = p;
-            double newCost;
-            do {
-                std::vector<double> step;
-                addToDiagonal(lambda);
-                const bool solved = solve(step);
-                addToDiagonal(-lambda);
-                if (!solved) {
-                    exit = Exit::SolveRefused;
-                    return cost;
-                }
-                for (int j = 0; j < n; ++j)
-                    at(trial, j) -= at(step, j);
-                newCost = costAt(trial);
-                if (newCost > cost) {
-                    ++rejected;
-                    lambda *= 12.0;
-                    trial = p;
-                } else {
-                    lambda *= 0.1;
-                }
-                if (++tries == settings.maxTries) {
-                    exit = Exit::TryCap;
-                    return newCost;
-                }
-            } while (!(newCost <= cost));
-            p = trial;
-            const double decrease = cost - newCost;
-            cost = newCost;
-            if (std::fabs(decrease) < dropBound) {
-                exit = Exit::SmallDecrease;
-                break;
-            }
-        }
-        return cost;
-    }
-
-    void evaluate(const std::vector<double> &where, std::vector<double> &into)
-    {
-        ++evaluations;
-        const kmath_status status = problem.evaluate(where.data(), into.data(), {});
-        if (KMATH_IS_FAILURE(status))
-            throw Failed{status};
-    }
-
-    double costAt(const std::vector<double> &where)
-    {
-        evaluate(where, r);
-        double sum = 0.0;
-        for (const double value : r)
-            sum += value * value;
-        return sum;
-    }
-
-    void computeJacobian()
-    {
-        ++jacobians;
-        const double h = settings.jacobianStep, inverse = 1.0 / h;
-        Matrix J(n, m);
-        std::vector<double> q = p, s(r);
-        for (int j = 0; j < n; ++j) {
-            const double saved = at(q, j);
-            at(q, j) = saved + h;
-            evaluate(q, s);
-            for (int k = 0; k < m; ++k)
-                J(j, k) = (at(s, k) - at(r, k)) * inverse;
-            at(q, j) = saved;
-        }
-        gradient = textbook::timesTransposed(textbook::rowOf(r), J);
-        normal = textbook::timesTransposed(J, J);
-    }
-
-    void addToDiagonal(double lambda)
-    {
-        for (int i = 0; i < n; ++i)
-            normal(i, i) += lambda;
-    }
-
-    bool solve(std::vector<double> &x) const
-    {
-        double condition = nan, parity;
-        if (kmath_nmmatrix_conditionNumber(&normal, 1, &condition) != KMATH_OK ||
-            !(settings.maxConditionNumber >= condition))
-            return false;
-        Matrix lu = normal;
-        std::vector<std::int32_t> perm;
-        if (!textbook::factorise(lu, perm, parity, false))
-            return false;
-        x.assign(gradient->rows[0], gradient->rows[0] + n);
-        textbook::substitute(lu, perm, x.data());
-        return true;
-    }
+    bool findStep(std::vector<double> &step) override { return solve(step); }
 };
 
 /// What a run leaves in the record is what the loop has.
