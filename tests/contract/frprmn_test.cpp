@@ -1,6 +1,7 @@
 // The conjugate-gradient minimizer seen from outside: every evaluation in bits and in order against
 // the iteration, the bracketing and the line search written out, and what each exit leaves behind.
 #include "support/matrices.hpp"
+#include "support/owned.hpp"
 #include "support/services.hpp"
 
 #include <kmath/solvers.h>
@@ -42,42 +43,20 @@ using Vector = std::vector<double>;
 double &at(Vector &v, int j) { return v[static_cast<std::size_t>(j)]; }
 
 class NVector
+    : public support::Owned<kmath_nvector, kmath_nvector_construct, kmath_nvector_destruct>
 {
   public:
-    NVector() { EXPECT_EQ(kmath_nvector_construct(&record), KMATH_OK); }
-    explicit NVector(const Vector &elements) : NVector()
+    NVector() = default;
+    explicit NVector(const Vector &elements)
     {
-        EXPECT_EQ(kmath_nvector_resize(&record, static_cast<int>(elements.size()) - 1), KMATH_OK);
-        if (record.n > 0)
-            std::copy(elements.begin(), elements.end(), record.data);
+        NVector &vector = *this;
+        EXPECT_EQ(kmath_nvector_resize(&vector, static_cast<int>(elements.size()) - 1), KMATH_OK);
+        if (vector->n > 0)
+            std::copy(elements.begin(), elements.end(), vector->data);
     }
-    ~NVector() { EXPECT_EQ(kmath_nvector_destruct(&record), KMATH_OK); }
-    NVector(const NVector &) = delete;
-    NVector &operator=(const NVector &) = delete;
-    kmath_nvector *operator&() { return &record; }
-    kmath_nvector *operator->() { return &record; }
-
-  private:
-    kmath_nvector record;
 };
 
-class Minimizer
-{
-  public:
-    Minimizer()
-    {
-        std::memset(&record, 0x5a, sizeof record);
-        EXPECT_EQ(kmath_frprmn_construct(&record), KMATH_OK);
-    }
-    ~Minimizer() { EXPECT_EQ(kmath_frprmn_destruct(&record), KMATH_OK); }
-    Minimizer(const Minimizer &) = delete;
-    Minimizer &operator=(const Minimizer &) = delete;
-    kmath_frprmn *operator&() { return &record; }
-    kmath_frprmn *operator->() { return &record; }
-
-  private:
-    kmath_frprmn record;
-};
+using Minimizer = support::Owned<kmath_frprmn, kmath_frprmn_construct, kmath_frprmn_destruct>;
 
 /// The six vectors in the order in which they are constructed.
 std::vector<kmath_nvector *> vectorsOf(kmath_frprmn *m)

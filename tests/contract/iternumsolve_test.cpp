@@ -2,6 +2,7 @@
 // objective in bits and in order against the ladder written out, and what each
 // exit leaves behind.
 #include "contract/textbook.hpp"
+#include "support/owned.hpp"
 #include "support/services.hpp"
 
 #include <kmath/solvers.h>
@@ -58,23 +59,8 @@ bool sameRow(const Row &a, const Row &b)
                       [](double x, double y) { return sameBits(x, y); });
 }
 
-class Record
-{
-  public:
-    Record()
-    {
-        std::memset(&record, 0x5a, sizeof record);
-        EXPECT_EQ(kmath_iternumsolve_construct(&record), KMATH_OK);
-    }
-    ~Record() { EXPECT_EQ(kmath_iternumsolve_destruct(&record), KMATH_OK); }
-    Record(const Record &) = delete;
-    Record &operator=(const Record &) = delete;
-    kmath_iternumsolve *operator&() { return &record; }
-    kmath_iternumsolve *operator->() { return &record; }
-
-  private:
-    kmath_iternumsolve record;
-};
+using Record =
+    support::Owned<kmath_iternumsolve, kmath_iternumsolve_construct, kmath_iternumsolve_destruct>;
 
 /// One call of the objective and what the record held at the time.
 struct Evaluation {

@@ -1,6 +1,7 @@
 // The Levenberg–Marquardt record seen from outside: defaults, the three setting calls, copies, and
 // how far each gets before an allocation fails.
 #include "contract/textbook.hpp"
+#include "support/owned.hpp"
 #include "support/services.hpp"
 
 #include <kmath/solvers.h>
@@ -20,19 +21,8 @@ using support::liveBlocks;
 using support::Matrix;
 using support::randomMatrix;
 
-class Solver
-{
-  public:
-    Solver() { EXPECT_EQ(kmath_levmarqsolve_construct(&record), KMATH_OK); }
-    ~Solver() { EXPECT_EQ(kmath_levmarqsolve_destruct(&record), KMATH_OK); }
-    Solver(const Solver &) = delete;
-    Solver &operator=(const Solver &) = delete;
-    kmath_levmarqsolve *operator&() { return &record; }
-    kmath_levmarqsolve *operator->() { return &record; }
-
-  private:
-    kmath_levmarqsolve record;
-};
+using Solver =
+    support::Owned<kmath_levmarqsolve, kmath_levmarqsolve_construct, kmath_levmarqsolve_destruct>;
 
 kmath_status plain(kmath_levmarqsolve *, const kmath_nmmatrix *, kmath_nmmatrix *, void *)
 {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "contract/textbook.hpp"
+#include "support/owned.hpp"
 
 #include <kmath/solvers.h>
 
@@ -12,19 +13,8 @@
 namespace textbook
 {
 
-class Solver
-{
-  public:
-    Solver() { EXPECT_EQ(kmath_levmarqsolve_construct(&record), KMATH_OK); }
-    ~Solver() { EXPECT_EQ(kmath_levmarqsolve_destruct(&record), KMATH_OK); }
-    Solver(const Solver &) = delete;
-    Solver &operator=(const Solver &) = delete;
-    kmath_levmarqsolve *operator&() { return &record; }
-    kmath_levmarqsolve *operator->() { return &record; }
-
-  private:
-    kmath_levmarqsolve record;
-};
+using Solver =
+    support::Owned<kmath_levmarqsolve, kmath_levmarqsolve_construct, kmath_levmarqsolve_destruct>;
 
 /// One call of a residual callback.
 struct Call {

@@ -24,21 +24,7 @@ constexpr double infinity = std::numeric_limits<double>::infinity();
 constexpr double nan = std::numeric_limits<double>::quiet_NaN();
 constexpr kmath_status ownFailure = static_cast<kmath_status>(0x80001234u);
 
-/// A kmath_iternumsolve that constructs and destructs itself.
-class Ladder
-{
-  public:
-    Ladder() { kmath_iternumsolve_construct(&record); }
-    ~Ladder() { kmath_iternumsolve_destruct(&record); }
-    Ladder(const Ladder &) = delete;
-    Ladder &operator=(const Ladder &) = delete;
-
-    kmath_iternumsolve *operator&() { return &record; }
-    kmath_iternumsolve *operator->() { return &record; }
-
-  private:
-    kmath_iternumsolve record;
-};
+using Ladder = Owned<kmath_iternumsolve, kmath_iternumsolve_construct, kmath_iternumsolve_destruct>;
 
 // What the objective saw at one call.
 struct Call {

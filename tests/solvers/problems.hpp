@@ -4,6 +4,7 @@
 #include <kmath/solvers.h>
 
 #include "support/matrices.hpp"
+#include "support/owned.hpp"
 
 #include <cmath>
 #include <cstdint>
@@ -14,21 +15,7 @@
 namespace support
 {
 
-/// A kmath_levmarqsolve that constructs and destructs itself.
-class Solver
-{
-  public:
-    Solver() { kmath_levmarqsolve_construct(&record); }
-    ~Solver() { kmath_levmarqsolve_destruct(&record); }
-    Solver(const Solver &) = delete;
-    Solver &operator=(const Solver &) = delete;
-
-    kmath_levmarqsolve *operator&() { return &record; }
-    kmath_levmarqsolve *operator->() { return &record; }
-
-  private:
-    kmath_levmarqsolve record;
-};
+using Solver = Owned<kmath_levmarqsolve, kmath_levmarqsolve_construct, kmath_levmarqsolve_destruct>;
 
 /// m residuals of n parameters.
 struct Problem {
