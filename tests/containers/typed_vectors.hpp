@@ -5,6 +5,7 @@
 #include <kmath/containers.h>
 
 #include "support/vector_model.hpp"
+#include "support/vector_types.hpp"
 
 #include <gtest/gtest.h>
 
@@ -13,6 +14,7 @@
 #include <cstring>
 #include <set>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 namespace containers
@@ -198,20 +200,21 @@ template <class Vector> std::vector<int> numbersOf(const Vector &vector)
 }
 
 // The vectors by what their elements are.
-#define PLAIN                                                                                      \
-    kstd_vector_kmath_vect3, kstd_vector_kmath_vect3F, kstd_vector_kmath_vect4,                    \
-        kstd_vector_kmath_vect6F, kstd_vector_kmath_xform3Linear
-#define NESTED                                                                                     \
-    kstd_vector_vector_kmath_vect3, kstd_vector_vector_kmath_vect3F,                               \
-        kstd_vector_vector_kmath_xform3Linear, kstd_vector_vector_vector_kmath_vect3,              \
-        kstd_vector_vector_vector_vector_kmath_vect3
-using PlainVectorTypes = testing::Types<PLAIN>;
-using NestedVectorTypes = testing::Types<NESTED>;
-using OwningVectorTypes = testing::Types<kstd_vector_kmath_nmmatrix, NESTED>;
-using ComparableVectorTypes = testing::Types<PLAIN, NESTED>;
-using VectorTypes = testing::Types<PLAIN, kstd_vector_kmath_nmmatrix, NESTED>;
-#undef PLAIN
-#undef NESTED
+template <class Vector> struct IsNested
+    : std::is_base_of<NestedValues<ElementOf<Vector>>, ValuesIn<Vector>> {
+};
+template <class Vector> struct IsOwning : std::bool_constant<ValuesIn<Vector>::ownsMemory> {
+};
+template <class Vector> struct IsPlain : std::negation<IsOwning<Vector>> {
+};
+template <class Vector> struct IsComparable
+    : std::negation<std::is_same<ElementOf<Vector>, kmath_nmmatrix>> {
+};
+using support::VectorTypes;
+using PlainVectorTypes = support::Only<IsPlain, VectorTypes>;
+using NestedVectorTypes = support::Only<IsNested, VectorTypes>;
+using OwningVectorTypes = support::Only<IsOwning, VectorTypes>;
+using ComparableVectorTypes = support::Only<IsComparable, VectorTypes>;
 
 /// Names the tests of a type after it.
 struct VectorNames {

@@ -5,6 +5,7 @@
 #include <kmath/containers.h>
 
 #include "support/services.hpp"
+#include "support/vector_types.hpp"
 
 #include <gtest/gtest.h>
 
@@ -103,21 +104,10 @@ template <class T> constexpr bool isPlain =
 /// Calls the rule with a null pointer to each container type.
 template <class Rule> void everyContainer(Rule rule)
 {
-    const auto apply = [&]<class V>(V *type) {
+    support::forEachType(support::VectorTypes(), [&]<class V>(V *type) {
         SCOPED_TRACE(Operations<V>::name);
         rule(type);
-    };
-    apply(static_cast<kstd_vector_kmath_vect3 *>(nullptr));
-    apply(static_cast<kstd_vector_kmath_vect3F *>(nullptr));
-    apply(static_cast<kstd_vector_kmath_vect4 *>(nullptr));
-    apply(static_cast<kstd_vector_kmath_vect6F *>(nullptr));
-    apply(static_cast<kstd_vector_kmath_xform3Linear *>(nullptr));
-    apply(static_cast<kstd_vector_kmath_nmmatrix *>(nullptr));
-    apply(static_cast<kstd_vector_vector_kmath_vect3 *>(nullptr));
-    apply(static_cast<kstd_vector_vector_kmath_vect3F *>(nullptr));
-    apply(static_cast<kstd_vector_vector_kmath_xform3Linear *>(nullptr));
-    apply(static_cast<kstd_vector_vector_vector_kmath_vect3 *>(nullptr));
-    apply(static_cast<kstd_vector_vector_vector_vector_kmath_vect3 *>(nullptr));
+    });
 }
 
 // An element's numbers in a row, for a matrix after its shape, for a container after its size.

@@ -72,21 +72,10 @@ SHAREABLE(kstd_vector_vector_vector_vector_kmath_vect3Shareable,
 /// Calls the rule with a null pointer to each shareable type.
 template <class Rule> void everyShareable(Rule rule)
 {
-    const auto apply = [&]<class S>(S *type) {
+    support::forEachType(support::ShareableTypes(), [&]<class S>(S *type) {
         SCOPED_TRACE(Sharing<S>::name);
         rule(type);
-    };
-    apply(static_cast<kstd_vector_kmath_vect3Shareable *>(nullptr));
-    apply(static_cast<kstd_vector_kmath_vect3FShareable *>(nullptr));
-    apply(static_cast<kstd_vector_kmath_vect4Shareable *>(nullptr));
-    apply(static_cast<kstd_vector_kmath_vect6FShareable *>(nullptr));
-    apply(static_cast<kstd_vector_kmath_xform3LinearShareable *>(nullptr));
-    apply(static_cast<kstd_vector_kmath_nmmatrixShareable *>(nullptr));
-    apply(static_cast<kstd_vector_vector_kmath_vect3Shareable *>(nullptr));
-    apply(static_cast<kstd_vector_vector_kmath_vect3FShareable *>(nullptr));
-    apply(static_cast<kstd_vector_vector_kmath_xform3LinearShareable *>(nullptr));
-    apply(static_cast<kstd_vector_vector_vector_kmath_vect3Shareable *>(nullptr));
-    apply(static_cast<kstd_vector_vector_vector_vector_kmath_vect3Shareable *>(nullptr));
+    });
 }
 
 /// A shareable container of elements built from seeds, in a handle of its own.
