@@ -2,6 +2,7 @@
 // nothing of the library but its linear solves.
 #pragma once
 
+#include "solvers/damped_driver.hpp"
 #include "solvers/problems.hpp"
 
 #include <gtest/gtest.h>
@@ -33,7 +34,7 @@ constexpr double unwritten = -7.0;
 struct DampedOracle {
     const Problem &problem;
     Tuning tuning;
-    bool linear; // kmath_linsolve_minimize, else kmath_levmarqsolve_minimize
+    const Driver &driver;
     int evaluations = 0;
 
     Row residuals(const Row &p)
@@ -60,8 +61,8 @@ struct DampedOracle {
         return sum;
     }
 
-    // What the step comes to: `refused` where the linear driver has none, the failure of the
-    // fallback where the other has none.
+    // What the step comes to: `refused` where the driver without a fallback has none, the
+    // failure of the fallback where the other has none.
     kmath_status findStep(Matrix &N, const Matrix &g, double lambda, Matrix &step,
                           bool &refused) const
     {
@@ -70,7 +71,7 @@ struct DampedOracle {
         double condition;
         refused = KMATH_IS_FAILURE(
             kmath_nmmatrix_solve(&N, &g, &step, 1, &condition, tuning.maxConditionNumber));
-        if (refused && !linear) {
+        if (refused && driver.asksDirection) {
             Matrix column(g.cols(), 1), x;
             for (std::int32_t i = 0; i < g.cols(); ++i)
                 column(i, 0) = g(0, i);
@@ -94,7 +95,8 @@ struct DampedOracle {
         Row p = problem.start, r = residuals(p);
         double lambda = tuning.lambda, cost = sumOfSquares(r);
         const auto end = [&](double finalCost) {
-            return Outcome{p, linear ? tuning.lambda : lambda, finalCost, evaluations, KMATH_OK};
+            return Outcome{p, driver.lambdaAfter(tuning.lambda, lambda), finalCost, evaluations,
+                           KMATH_OK};
         };
         for (int iteration = 0; iteration < tuning.maxIterations; ++iteration) {
             if (!(cost > tuning.costTolerance * tuning.costTolerance))
@@ -129,7 +131,7 @@ struct DampedOracle {
                 r = residuals(trial);
                 newCost = sumOfSquares(r);
                 if (newCost > cost) {
-                    lambda = lambda * (linear ? 12.0 : 10.0);
+                    lambda = lambda * driver.raise;
                     trial = p;
                 } else {
                     lambda = lambda * 0.1;

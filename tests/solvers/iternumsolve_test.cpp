@@ -712,7 +712,7 @@ struct LadderOracle {
                                            r[k] = (above - below) * (1.0 / (h * 2.0));
                                        }
                                    }};
-            const Outcome run = DampedOracle{gradient, tuning, false}.minimize();
+            const Outcome run = DampedOracle{gradient, tuning, levmarqsolve}.minimize();
             if (KMATH_IS_FAILURE(status = run.status))
                 return;
             const double here = evaluate(run.params);

@@ -94,4 +94,35 @@ inline Problem waves(std::int32_t m, std::int32_t n)
     return problem;
 }
 
+inline Problem rosenbrocksValley()
+{
+    return {2, {-1.2, 1.0}, [](const double *p, double *r) {
+                r[0] = 10.0 * (p[1] - p[0] * p[0]);
+                r[1] = 1.0 - p[0];
+            }};
+}
+
+/// r = B·p − B·p* for a fixed full-rank B of 25 × 7 and p* = (1, −2, 3, …).
+inline Problem linearProblem()
+{
+    const Matrix B = randomMatrix(25, 7, 3);
+    return {25, std::vector<double>(7, 0.0), [B](const double *p, double *r) {
+                for (std::int32_t k = 0; k < 25; ++k) {
+                    r[k] = 0.0;
+                    for (std::int32_t j = 0; j < 7; ++j)
+                        r[k] += B(k, j) * (p[j] - (j % 2 ? -1.0 - j : 1.0 + j));
+                }
+            }};
+}
+
+inline double costOf(const Problem &problem, const kmath_nmmatrix &params)
+{
+    std::vector<double> r(static_cast<std::size_t>(problem.m));
+    problem.residuals(params.rows[0], r.data());
+    double cost = 0.0;
+    for (const double residual : r)
+        cost += residual * residual;
+    return cost;
+}
+
 } // namespace support
